@@ -1,0 +1,436 @@
+#include "measure/LUFSProcessor.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#if defined(__SSE2__)
+ #include <emmintrin.h>
+#endif
+
+namespace
+{
+constexpr float minusInfinity = -std::numeric_limits<float>::infinity();
+constexpr float plusInfinity = std::numeric_limits<float>::infinity();
+constexpr float absoluteGateLevel = -70.0f;
+
+float floatFromBits (std::uint32_t bits)
+{
+    float f;
+    std::memcpy (&f, &bits, sizeof f);
+    return f;
+}
+
+// Moves the entries that pass to the front and returns how many pass. Two pointers: the
+// front one runs past passing entries; at a failing one the back one steps in past failing
+// entries, the two are swapped, and the front one goes on. The order this leaves matters,
+// since blocks are later written by position.
+template <typename Pass, typename Swap>
+int partitionFront (int count, Pass&& pass, Swap&& swap)
+{
+    int first = 0, last = count;
+    for (;;)
+    {
+        while (first != last && pass (first))
+            ++first;
+        if (first == last)
+            return first;
+        --last;
+        while (first != last && ! pass (last))
+            --last;
+        if (first == last)
+            return first;
+        swap (first, last);
+        ++first;
+    }
+}
+
+// The scans of the partition above for "entry > threshold" look at 16 entries at a time
+// while the whole chunk runs one way, so the long runs of a block bag (real blocks at the
+// front, reset fill behind) cost a few vector compares each.
+constexpr int scanChunk = 16;
+
+#if defined(__SSE2__)
+inline __m128 above (const float* d, __m128 threshold)
+{
+    return _mm_cmpgt_ps (_mm_loadu_ps (d), threshold);
+}
+
+bool allAbove (const float* d, float threshold)
+{
+    const __m128 t = _mm_set1_ps (threshold);
+    const __m128 all = _mm_and_ps (_mm_and_ps (above (d, t), above (d + 4, t)),
+                                   _mm_and_ps (above (d + 8, t), above (d + 12, t)));
+    return _mm_movemask_ps (all) == 0xf;
+}
+
+bool anyAbove (const float* d, float threshold)
+{
+    const __m128 t = _mm_set1_ps (threshold);
+    const __m128 any = _mm_or_ps (_mm_or_ps (above (d, t), above (d + 4, t)),
+                                  _mm_or_ps (above (d + 8, t), above (d + 12, t)));
+    return _mm_movemask_ps (any) != 0;
+}
+#else
+bool allAbove (const float* d, float threshold)
+{
+    int count = 0;
+    for (int k = 0; k < scanChunk; ++k)
+        count += d[k] > threshold;
+    return count == scanChunk;
+}
+
+bool anyAbove (const float* d, float threshold)
+{
+    int count = 0;
+    for (int k = 0; k < scanChunk; ++k)
+        count += d[k] > threshold;
+    return count != 0;
+}
+#endif
+
+// The front scan: the first index in [i, end) whose entry fails, or end.
+int skipPassing (const float* d, int i, int end, float threshold)
+{
+    while (end - i >= scanChunk && allAbove (d + i, threshold))
+        i += scanChunk;
+    while (i != end && d[i] > threshold)
+        ++i;
+    return i;
+}
+
+// The back scan: the highest index in (first, last) whose entry passes, or first if none does.
+int lastPassing (const float* d, int first, int last, float threshold)
+{
+    int j = last; // the entries from j on are known to fail
+    while (j - first > scanChunk && ! anyAbove (d + j - scanChunk, threshold))
+        j -= scanChunk;
+    --j;
+    while (j != first && ! (d[j] > threshold))
+        --j;
+    return j;
+}
+
+// partitionFront for "entry > threshold" on a float array, with the scans above.
+int partitionAbove (float* d, int count, float threshold)
+{
+    int first = 0, last = count;
+    for (;;)
+    {
+        first = skipPassing (d, first, last, threshold);
+        if (first == last)
+            return first;
+        last = lastPassing (d, first, last, threshold);
+        if (first == last)
+            return first;
+        std::swap (d[first], d[last]);
+        ++first;
+    }
+}
+
+float sumInOrder (const float* d, int n)
+{
+    float sum = 0.0f;
+    for (int i = 0; i < n; ++i)
+        sum += d[i];
+    return sum;
+}
+
+float absoluteGatePower()
+{
+    static const float power = gatePowerFor (absoluteGateLevel);
+    return power;
+}
+
+void setCoefficients (BiQuad<float>& filter, const KWeightingCoefficients& c)
+{
+    filter.setCoefficients ((float) c.b0, (float) c.b1, (float) c.b2, (float) c.a0, (float) c.a1, (float) c.a2);
+    filter.clearHistory();
+}
+
+std::unique_ptr<float[]> ones;
+int onesLength = 0;
+} // namespace
+
+float loudnessOfPower (float power)
+{
+    return 10.0f * log10f (power) - 0.691f;
+}
+
+float gatePowerFor (float gateLevel)
+{
+    // The level is non-decreasing over the non-negative floats, whose bit patterns run in the
+    // same order as their values; bisect over the patterns for the last one that fails.
+    std::uint32_t failing = 0;            // 0.0f: its level is -infinity, which passes no gate
+    std::uint32_t passing = 0x7f800000u;  // +infinity
+    if (! (loudnessOfPower (floatFromBits (passing)) > gateLevel))
+        return plusInfinity;
+    while (passing - failing > 1)
+    {
+        const std::uint32_t middle = failing + (passing - failing) / 2;
+        if (loudnessOfPower (floatFromBits (middle)) > gateLevel)
+            passing = middle;
+        else
+            failing = middle;
+    }
+    return floatFromBits (failing);
+}
+
+KWeightingCoefficients kWeightingShelf (double sampleRate)
+{
+    const double k = std::tan (5284.078578647628 / sampleRate);
+    const double q = 0.7071752369554196;
+    const double vh = 1.584864701130855;
+    const double vb = 1.258720930232562;
+    const double d = 1.0 / (k / q + k * k + 1.0);
+    return { (vh + vb * k / q + k * k) * d,
+             2.0 * (k * k - vh) * d,
+             (vh - vb * k / q + k * k) * d,
+             1.0,
+             2.0 * (k * k - 1.0) * d,
+             (k * k - k / q + 1.0) * d };
+}
+
+KWeightingCoefficients kWeightingHighPass (double sampleRate)
+{
+    const double k = std::tan (119.8061151453059 / sampleRate);
+    const double q = 0.5003270373238773;
+    const double d = 1.0 / (k / q + k * k + 1.0);
+    return { 1.0, -2.0, 1.0, 1.0, 2.0 * (k * k - 1.0) * d, (k * k - k / q + 1.0) * d };
+}
+
+void makeOnesVector (double sampleRate)
+{
+    const int length = std::max (0, (int) sampleRate * 3);
+    ones.reset();
+    ones = std::make_unique<float[]> ((std::size_t) std::max (length, 1));
+    std::fill (ones.get(), ones.get() + length, 1.0f);
+    onesLength = length;
+}
+
+const float* onesVector()
+{
+    return ones.get();
+}
+
+int onesVectorLength()
+{
+    return onesLength;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+template <int N>
+LUFSProcessor<N>::LUFSProcessor()
+    : shortTermValue (minusInfinity),
+      integratedValue (minusInfinity),
+      rangeValue (plusInfinity)
+{
+    std::fill (blockPowers, blockPowers + N, 0.0f);
+}
+
+template <int N>
+void LUFSProcessor<N>::prepare()
+{
+    // A rate under 10 Hz would give hops of 0 and empty rings; the program never meets one,
+    // but the processor stays usable with at least one sample in each.
+    const int tenth = std::max (1, (int) sampleRate / 10);
+    blockHop = shortTermHop = peakHop = rangeHop = tenth;
+    integratedHop = std::max (1, (int) (startCount + sampleRate));
+    shortTermLength = std::max (1, (int) (3.0 * sampleRate));
+    blockLength = std::max (1, (int) (0.4 * sampleRate));
+    peakLength = std::max (1, (int) (3.0 * sampleRate));
+
+    shortTermCount = peakCount = blockCount = integratedCount = startCount;
+    shortTermWrite = blockWrite = powerWrite = peakWrite = 0;
+
+    peakRing = std::make_unique<float[]> ((std::size_t) peakLength);
+    shortTermRing = std::make_unique<float[]> ((std::size_t) shortTermLength);
+    shortTermHistory.reserve (3000);
+    historyPowers.reserve (3000);
+    sortedLevels.reserve (3000);
+    sortedPowers.reserve (3000);
+    blockRing = std::make_unique<float[]> ((std::size_t) blockLength);
+    std::fill (blockPowers, blockPowers + N, 0.0f);
+
+    const auto shelf = kWeightingShelf (sampleRate);
+    const auto highPass = kWeightingHighPass (sampleRate);
+    setCoefficients (leftStage1, shelf);
+    setCoefficients (rightStage1, shelf);
+    setCoefficients (leftStage2, highPass);
+    setCoefficients (rightStage2, highPass);
+}
+
+template <int N>
+void LUFSProcessor<N>::renewShortTerm (bool* renewed)
+{
+    // Summed afresh over the whole window, in ring order.
+    const float sum = sumInOrder (shortTermRing.get(), shortTermLength);
+    shortTermValue = loudnessOfPower (sum / (float) shortTermLength);
+    shortTermCount = startCount;
+    if (renewed != nullptr)
+        *renewed = true;
+}
+
+template <int N>
+void LUFSProcessor<N>::formBlock()
+{
+    const float sum = sumInOrder (blockRing.get(), blockLength);
+    blockPowers[powerWrite] = sum / (float) blockLength;
+    if (++powerWrite == capacity)
+        powerWrite = 0;
+    blockCount = startCount;
+}
+
+template <int N>
+void LUFSProcessor<N>::gatingPass()
+{
+    // Absolute gate: blocks strictly above -70.
+    const int passing = partitionAbove (blockPowers, N, absoluteGatePower());
+    if (passing == 0)
+        return;
+
+    // Relative gate: 10 LU under the level of the mean of those, but never under -70.
+    const float mean = sumInOrder (blockPowers, passing) / (float) passing;
+    const float gate = std::max (absoluteGateLevel, loudnessOfPower (mean) - 10.0f);
+    const int kept = gate == absoluteGateLevel ? passing
+                                               : partitionAbove (blockPowers, passing, gatePowerFor (gate));
+
+    integratedValue = loudnessOfPower (sumInOrder (blockPowers, kept) / (float) kept);
+}
+
+template <int N>
+void LUFSProcessor<N>::renewRollingPeak()
+{
+    // The value of the largest magnitude; the largest is the same in any order of search,
+    // so the search runs in eight lanes.
+    const float* ring = peakRing.get();
+    float lanes[8] = {};
+    int i = 0;
+    for (; i + 8 <= peakLength; i += 8)
+        for (int k = 0; k < 8; ++k)
+        {
+            const float a = fabsf (ring[i + k]);
+            lanes[k] = a > lanes[k] ? a : lanes[k];
+        }
+    float largest = 0.0f;
+    for (; i < peakLength; ++i)
+    {
+        const float a = fabsf (ring[i]);
+        largest = a > largest ? a : largest;
+    }
+    for (float lane : lanes)
+        largest = lane > largest ? lane : largest;
+    rollingPeak = largest;
+    peakCount = startCount;
+}
+
+template <int N>
+void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
+{
+    if (sampleRate == 0.0)
+        return;
+
+    const float fill = powf (10.0f, (level + 0.691f) / 10.0f);
+    if (blockRing != nullptr)
+        std::fill (blockRing.get(), blockRing.get() + blockLength, fill);
+    std::fill (blockPowers, blockPowers + N, fill);
+
+    integratedValue = keepLevel ? level : minusInfinity;
+    blockWrite = 0;
+    powerWrite = 0;
+    integratedCount = 0;
+    blockCount = 0;
+
+    leftStage1.clearHistory();
+    rightStage1.clearHistory();
+    leftStage2.clearHistory();
+    rightStage2.clearHistory();
+}
+
+template <int N>
+void LUFSProcessor<N>::syncRangeCache()
+{
+    if (historyPowers.size() == shortTermHistory.size()
+        && sortedLevels.size() + historyNaNs == shortTermHistory.size())
+        return;
+
+    // The history was emptied (or replaced) from outside: rebuild from what it holds.
+    historyPowers.clear();
+    sortedLevels.clear();
+    historyNaNs = 0;
+    for (float s : shortTermHistory)
+    {
+        historyPowers.push_back (powf (10.0f, s / 10.0f));
+        if (std::isnan (s))
+            ++historyNaNs;
+        else
+            sortedLevels.push_back (s);
+    }
+    std::sort (sortedLevels.begin(), sortedLevels.end());
+    sortedPowers.clear();
+    for (float s : sortedLevels)
+        sortedPowers.push_back (powf (10.0f, s / 10.0f));
+}
+
+template <int N>
+float LUFSProcessor<N>::updateLoudnessRange (float shortTermLevel)
+{
+    // Works as: append; partition the whole history on s >= -70; gate 20 LU under the mean
+    // power of those; partition them on s >= gate; sort the survivors; take the 10th and 95th
+    // percentiles. The history is left in exactly that arrangement, which decides the order of
+    // the next sum. The powers are kept beside the levels so that none is computed twice, and
+    // the sorted survivors are copied from a sorted copy of the history instead of sorted.
+    syncRangeCache();
+
+    const float power = powf (10.0f, shortTermLevel / 10.0f);
+    shortTermHistory.push_back (shortTermLevel);
+    historyPowers.push_back (power);
+    if (std::isnan (shortTermLevel))
+        ++historyNaNs;
+    else
+    {
+        const auto at = std::upper_bound (sortedLevels.begin(), sortedLevels.end(), shortTermLevel);
+        const auto offset = at - sortedLevels.begin();
+        sortedLevels.insert (at, shortTermLevel);
+        sortedPowers.insert (sortedPowers.begin() + offset, power);
+    }
+
+    float* levels = shortTermHistory.data();
+    float* powers = historyPowers.data();
+    const auto swapEntries = [levels, powers] (int a, int b)
+    {
+        std::swap (levels[a], levels[b]);
+        std::swap (powers[a], powers[b]);
+    };
+
+    const int count = (int) shortTermHistory.size();
+    const int passing = partitionFront (count, [levels] (int i) { return levels[i] >= absoluteGateLevel; }, swapEntries);
+    if (passing == 0)
+        return rangeValue;
+
+    float sum = 0.0f;
+    for (int i = 0; i < passing; ++i)
+        sum += powers[i];
+    const float gate = 10.0f * log10f (sum / (float) passing) - 20.0f;
+
+    const int kept = partitionFront (passing, [levels, gate] (int i) { return levels[i] >= gate; }, swapEntries);
+    if (kept == 0)
+        return rangeValue;
+
+    // The survivors are the top of the sorted copy: every number at or above both gates.
+    const std::size_t from = sortedLevels.size() - (std::size_t) kept;
+    std::copy (sortedLevels.begin() + (std::ptrdiff_t) from, sortedLevels.end(), levels);
+    std::copy (sortedPowers.begin() + (std::ptrdiff_t) from, sortedPowers.end(), powers);
+
+    const float c = (float) (kept - 1);
+    const int hi = (int) roundf (c * 95.0f / 100.0f);
+    const int lo = (int) roundf (c * 10.0f / 100.0f);
+    rangeValue = levels[hi] - levels[lo];
+    return rangeValue;
+}
+
+template class LUFSProcessor<3000>;
+template class LUFSProcessor<180000>;

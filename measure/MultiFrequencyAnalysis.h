@@ -1,0 +1,93 @@
+#pragma once
+
+#include "measure/ILUFSProcessor.h"
+
+#include <array>
+#include <memory>
+#include <vector>
+
+template <int N>
+class LUFSProcessor;
+
+// One band's band-pass filter for both channels, in double, keeping its delay lines.
+class BiQuadBandpassVector
+{
+public:
+    BiQuadBandpassVector() = default;
+
+    // Cookbook band-pass with constant 0 dB peak gain; the coefficients are left unnormalised.
+    virtual void calculateCoefficients (double sampleRate, double centre, float bandwidthOctaves);
+
+    // Copies b and a into the six taps and sets both channels' filters up from them
+    // (the filter divides everything by a0 here), with clear delay lines.
+    void initialiseState();
+    // Zero input and output history on both channels.
+    void clearState();
+
+    // Filters n samples of one channel (0 left, 1 right) in place through that channel's state.
+    void filterInPlace (int channel, double* samples, int n);
+
+    // Widens n samples of each channel to double, filters them through that channel's state and
+    // narrows the result to float. right may be null (then rightOut is left alone).
+    void filterBlock (const float* left, const float* right, float* leftOut, float* rightOut, int n);
+
+    double b0 = 0, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
+    int maxBlock = 16384;
+    int tapCount = 2;
+    double taps[6] {};         // b0, b1, b2, a0, a1, a2 as designed
+    double normalised[5] {};   // b0, b1, b2, a1, a2 over a0: what the filter runs on
+    double state[2][4] {};     // per channel: x1, x2, y1, y2
+};
+
+// 14-band gated loudness of the stereo, mid and side signals of a track's loudest blocks.
+class MultiFrequencyAnalysis
+{
+public:
+    static constexpr int numBands = 14;
+    static constexpr int bandCentres[numBands] = { 20, 40, 80, 160, 320, 640, 1000, 2000,
+                                                   3000, 4000, 6000, 10000, 15000, 18000 };
+    static constexpr int blockSize = 16384;
+    // A read block takes part in the band measures if it is less than this below the loudest.
+    static constexpr float bandGate = 1.5f;
+
+    MultiFrequencyAnalysis();
+    ~MultiFrequencyAnalysis();
+
+    // Makes all filters and the 42 processors for this rate anew, then resetBands().
+    void prepareBands (double sampleRate);
+    // Empties blockLevels, clears every delay line and sets every processor to read -70.
+    // The three band lists keep their values.
+    void resetBands();
+
+    // First pass: runs n frames through stereoProcessors[0] as an unfiltered short-term
+    // meter (right may be null for mono) and appends the last level to blockLevels
+    // (-70 when n is 0).
+    void meterBlock (const float* left, const float* right, int n);
+
+    // Second pass: filters one block in every band and renews the three band lists
+    // (-70 in all three for an empty block). right may be null for mono.
+    void analyseBlock (const float* left, const float* right, int n);
+
+    std::array<float, numBands> stereoBands {};
+    std::array<float, numBands> midBands {};
+    std::array<float, numBands> sideBands {};
+    std::vector<float> blockLevels;
+    std::array<std::unique_ptr<ILUFSProcessor>, numBands> stereoProcessors;
+    std::array<std::unique_ptr<ILUFSProcessor>, numBands> midProcessors;
+    std::array<std::unique_ptr<ILUFSProcessor>, numBands> sideProcessors;
+    std::array<BiQuadBandpassVector, numBands> filters;
+    std::vector<float> leftBand, rightBand;
+
+private:
+    void analyseChunk (const float* left, const float* right, int n);
+
+    // The same processors as above, typed, so the per-sample loops call them directly.
+    std::array<LUFSProcessor<180000>*, numBands> stereoTyped {};
+    std::array<LUFSProcessor<3000>*, numBands> midTyped {};
+    std::array<LUFSProcessor<3000>*, numBands> sideTyped {};
+};
+
+// The read blocks that take part in the band measures: M is the first largest entry, and
+// block j takes part when M - blockLevels[j] < 1.5 (a NaN difference, as from -inf - -inf,
+// fails). Indices ascending.
+std::vector<int> chooseLoudBlocks (const std::vector<float>& blockLevels);

@@ -1,0 +1,118 @@
+#include "support/FfmpegTestFiles.h"
+
+#include "analysis/FFmpegAudioFormat.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace ffmpegtest
+{
+bool runTool (const juce::StringArray& arguments)
+{
+    juce::ChildProcess process;
+    juce::StringArray command { "ffmpeg", "-nostdin", "-hide_banner", "-y", "-loglevel", "error" };
+    command.addArray (arguments);
+    if (! process.start (command, juce::ChildProcess::wantStdErr | juce::ChildProcess::wantStdOut))
+        return false;
+    process.readAllProcessOutput(); // also waits for the end
+    return process.waitForProcessToFinish (60000) && process.getExitCode() == 0;
+}
+
+bool toolAvailable()
+{
+    static const bool available = [] { return runTool ({ "-version" }); }();
+    return available;
+}
+
+bool encode (const testaudio::Signal& signal, const juce::File& output, const juce::StringArray& outputOptions)
+{
+    const auto raw = output.getSiblingFile (output.getFileName() + ".f32");
+    {
+        juce::FileOutputStream out (raw);
+        if (! out.openedOk())
+            return false;
+        out.setPosition (0);
+        out.truncate();
+        for (int i = 0; i < signal.numFrames(); ++i)
+            for (int c = 0; c < signal.numChannels(); ++c)
+                out.writeFloat (signal.channels[(size_t) c][(size_t) i]); // little-endian
+    }
+    juce::StringArray args { "-f", "f32le", "-ar", juce::String ((int) signal.sampleRate),
+                             "-ac", juce::String (signal.numChannels()), "-i", raw.getFullPathName() };
+    args.addArray (outputOptions);
+    args.add (output.getFullPathName());
+    const bool ok = runTool (args);
+    raw.deleteFile();
+    return ok && output.existsAsFile();
+}
+
+testaudio::Signal decode (const juce::File& input, int numChannels, double sampleRate)
+{
+    testaudio::Signal result;
+    result.sampleRate = sampleRate;
+    const auto raw = input.getSiblingFile (input.getFileName() + ".decoded.f32");
+    if (! runTool ({ "-i", input.getFullPathName(), "-map", "0:a:0", "-f", "f32le", "-c:a", "pcm_f32le",
+                     raw.getFullPathName() }))
+        return result;
+
+    juce::MemoryBlock bytes;
+    raw.loadFileAsData (bytes);
+    raw.deleteFile();
+    const auto frames = bytes.getSize() / (sizeof (float) * (size_t) numChannels);
+    result.channels.assign ((size_t) numChannels, std::vector<float> (frames));
+    const auto* data = static_cast<const char*> (bytes.getData());
+    for (size_t i = 0; i < frames; ++i)
+        for (size_t c = 0; c < (size_t) numChannels; ++c)
+        {
+            float v;
+            std::memcpy (&v, data + (i * (size_t) numChannels + c) * sizeof (float), sizeof (float));
+            result.channels[c][i] = v;
+        }
+    return result;
+}
+
+testaudio::Signal readRange (juce::AudioFormatReader& reader, juce::int64 start, int numSamples)
+{
+    juce::AudioBuffer<float> buffer ((int) reader.numChannels, numSamples);
+    reader.read (&buffer, 0, numSamples, start, true, true);
+    testaudio::Signal s;
+    s.sampleRate = reader.sampleRate;
+    for (int c = 0; c < buffer.getNumChannels(); ++c)
+        s.channels.emplace_back (buffer.getReadPointer (c), buffer.getReadPointer (c) + numSamples);
+    return s;
+}
+
+testaudio::Signal readAll (juce::AudioFormatReader& reader, int blockSize)
+{
+    testaudio::Signal all;
+    all.sampleRate = reader.sampleRate;
+    all.channels.assign (reader.numChannels, {});
+    for (juce::int64 pos = 0; pos < reader.lengthInSamples; pos += blockSize)
+    {
+        const int n = (int) std::min<juce::int64> (blockSize, reader.lengthInSamples - pos);
+        testaudio::append (all, readRange (reader, pos, n));
+    }
+    return all;
+}
+
+std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file)
+{
+    FFmpegAudioFormat format;
+    return std::unique_ptr<juce::AudioFormatReader> (format.createReaderFor (file.createInputStream().release(), true));
+}
+
+testaudio::Signal programme (double sampleRate, int numChannels, int numFrames, juce::uint32 seed)
+{
+    juce::Random random ((juce::int64) seed);
+    const double twoPi = juce::MathConstants<double>::twoPi;
+    return testaudio::generate (sampleRate, numChannels, numFrames, [&] (int c, int i)
+    {
+        const double t = i / sampleRate;
+        const double v = 0.30 * std::sin (twoPi * (220.0 + 110.0 * c) * t)
+                       + 0.15 * std::sin (twoPi * 1250.0 * t + c)
+                       + 0.08 * std::sin (twoPi * 0.37 * sampleRate / 4.0 * t) * std::sin (twoPi * 3.0 * t)
+                       + 0.05 * (random.nextFloat() * 2.0 - 1.0);
+        return (float) v;
+    });
+}
+} // namespace ffmpegtest
