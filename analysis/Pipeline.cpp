@@ -141,6 +141,201 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     analysisComplete = true;
 }
 
+namespace
+{
+// How a frame is turned into powers: two channels through the K-weighting pair, one channel
+// through the left stages, or (any other count) no powers at all.
+enum class Layout
+{
+    stereo,
+    mono,
+    other
+};
+
+// What the frame walk works on, and the state it carries from frame to frame: the records
+// of the point being built and the range and ring counters.
+struct Walk
+{
+    Track& track;
+    Model& model;
+    AllReadings& r;
+    const float* leftSamples;
+    const float* rightSamples;
+    int startSample;
+    int endSample;
+    int bucketLength;
+    float progressBase;
+    StereoTruePeakFeed stereoTruePeak;
+
+    float bucketShortTerm = minusInfinity;
+    float bucketIntegrated = minusInfinity;
+    float bucketSamplePeak = 0.0f;
+    float bucketTruePeak = 0.0f;
+    float bucketRange = plusInfinity;
+    int bucketCounter = 0;
+    int rangeCounter = 0;
+    int ringIndex = 0;
+
+    // The value progress has after frame i.
+    float progressAt (int i) const
+    {
+        return ((float) (i - startSample) / (float) (endSample - startSample)) * 5.0f / 10.0f + progressBase;
+    }
+};
+
+// Progress is written once every this many frames, on the last frame, and on the frame
+// before a stop: the values at those frames are those a write on every frame would leave.
+constexpr int progressInterval = 1024;
+
+// The frame loop with the channel layout and the reference mode fixed, so that neither is
+// asked again on every frame.
+template <Layout layout, bool reference>
+void walkFrames (Walk& w)
+{
+    auto& track = w.track;
+    auto& m = w.model;
+    auto& r = w.r;
+    auto& loudness = *m.loudnessProcessor;
+    auto& plain = *m.plainLoudnessProcessor;
+    const float* leftSamples = w.leftSamples;
+    const float* rightSamples = w.rightSamples;
+    const int endSample = w.endSample;
+    const int stepLength = track.stepLength;
+    const int rangeInterval = track.rangeInterval;
+
+    // Frames until the next whole multiple of the step, counted from the file's start.
+    int untilStep = stepLength > 0 ? (stepLength - w.startSample % stepLength) % stepLength : -1;
+    int untilProgress = 0;
+
+    for (int i = w.startSample; i < endSample; ++i)
+    {
+        if (track.abortRequested)
+        {
+            if (i > w.startSample)
+                track.progress = w.progressAt (i - 1);
+            break;
+        }
+
+        const float L = leftSamples[i];
+        const float R = layout == Layout::stereo ? rightSamples[i] : 0.0f;
+
+        float weighted = 0.0f, unweighted = 0.0f;
+        if constexpr (layout == Layout::stereo)
+        {
+            weighted = loudness.kWeightedPower (L, R);
+            unweighted = plain.plainPower (L, R);
+        }
+        else if constexpr (layout == Layout::mono)
+        {
+            const float k = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (L));
+            weighted = k * k;
+            unweighted = L * L;
+        }
+
+        const float S = loudness.shortTermStep (weighted);
+        w.bucketShortTerm = std::max (w.bucketShortTerm, S);
+
+        r.integratedLUFS = loudness.integratedStep (weighted);
+        r.plainIntegrated = plain.integratedStep (unweighted);
+        w.bucketIntegrated = std::max (w.bucketIntegrated, r.integratedLUFS);
+
+        if constexpr (! reference)
+        {
+            if (w.rangeCounter == rangeInterval)
+            {
+                r.loudnessRange = loudness.updateLoudnessRange (S);
+                w.rangeCounter = 0;
+            }
+            else
+            {
+                ++w.rangeCounter;
+            }
+            w.bucketRange = std::min (w.bucketRange, r.loudnessRange);
+
+            const float magnitude = std::max (std::abs (L), std::abs (R));
+            r.samplePeak = std::max (r.samplePeak, magnitude);
+            w.bucketSamplePeak = std::max (w.bucketSamplePeak, magnitude);
+
+            // The rolling peak is fed the record peak so far, not this frame's magnitude.
+            const float P = loudness.rollingPeakStep (r.samplePeak);
+
+            float t;
+            if constexpr (layout == Layout::stereo)
+            {
+                float right = 0.0f;
+                w.stereoTruePeak (*m.leftTruePeak, *m.rightTruePeak, L, R, t, right);
+                t = std::max (t, right);
+            }
+            else
+            {
+                t = m.leftTruePeak->process (L);
+            }
+            r.truePeakLinear = std::max (r.truePeakLinear, t);
+            w.bucketTruePeak = std::max (w.bucketTruePeak, t);
+
+            const int remaining = endSample - i;
+            const bool onGrid = untilStep == 0;
+            if (untilStep >= 0 && --untilStep < 0)
+                untilStep = stepLength - 1;
+            if (onGrid || remaining < stepLength)
+            {
+                const int n = std::min (stepLength, remaining);
+                if constexpr (layout == Layout::stereo)
+                {
+                    const auto v = stereo::measureStep (leftSamples + i, rightSamples + i, n);
+                    r.balanceSteps.push_back (v.balance - 1.0f);
+                    r.balanceSmoothed.push_back (stereo::pushAndSmooth (r.balanceRing, w.ringIndex, r.ringFilled, v.balance));
+                    r.correlationSteps.push_back (v.correlation - 1.0f);
+                    r.correlationSmoothed.push_back (
+                        stereo::pushAndSmooth (r.correlationRing, w.ringIndex, r.ringFilled, v.correlation));
+                }
+                if (++w.ringIndex == stereo::ringSize)
+                {
+                    w.ringIndex = 0;
+                    r.ringFilled = true;
+                }
+                ++track.stepCount;
+                r.dynamicRangeSteps.push_back (stereo::dynamicRange (S, P));
+            }
+        }
+
+        if (w.bucketCounter == w.bucketLength || i == endSample - 1)
+        {
+            r.shortTermPoints.push_back (w.bucketShortTerm);
+            r.integratedPoints.push_back (w.bucketIntegrated);
+            r.samplePeakPoints.push_back (20.0f * std::log10 (w.bucketSamplePeak));
+            r.truePeakPoints.push_back (20.0f * std::log10 (w.bucketTruePeak));
+            r.loudnessRangePoints.push_back (w.bucketRange);
+
+            w.bucketShortTerm = minusInfinity;
+            w.bucketIntegrated = minusInfinity;
+            w.bucketSamplePeak = 0.0f;
+            w.bucketTruePeak = 0.0f;
+            w.bucketRange = plusInfinity;
+            w.bucketCounter = 0;
+        }
+        ++w.bucketCounter;
+
+        if (--untilProgress < 0 || i == endSample - 1)
+        {
+            track.progress = w.progressAt (i);
+            untilProgress = progressInterval - 1;
+        }
+    }
+}
+
+template <bool reference>
+void walkFrames (Walk& w, int numChannels)
+{
+    if (numChannels == 2)
+        walkFrames<Layout::stereo, reference> (w);
+    else if (numChannels == 1)
+        walkFrames<Layout::mono, reference> (w);
+    else
+        walkFrames<Layout::other, reference> (w);
+}
+} // namespace
+
 void Track::analyseRange (int startSample, int endSample, AllReadings* readings, float progressBase,
                           std::function<void()> finished)
 {
@@ -178,117 +373,12 @@ void Track::analyseRange (int startSample, int endSample, AllReadings* readings,
     auto& r = *readings;
     r.clear();
 
-    float bucketShortTerm = minusInfinity;
-    float bucketIntegrated = minusInfinity;
-    float bucketSamplePeak = 0.0f;
-    float bucketTruePeak = 0.0f;
-    float bucketRange = plusInfinity;
-    int bucketCounter = 0;
-    int rangeCounter = 0;
-    int ringIndex = 0;
-
-    const bool stereo = numChannels == 2;
-    const bool mono = numChannels == 1;
-    const float* leftSamples = leftChannel.get();
-    const float* rightSamples = rightChannel.get();
-    const float span = (float) (endSample - startSample);
-
-    for (int i = startSample; i < endSample; ++i)
-    {
-        if (abortRequested)
-            break;
-
-        const float L = leftSamples[i];
-        const float R = stereo ? rightSamples[i] : 0.0f;
-
-        float weighted = 0.0f, unweighted = 0.0f;
-        if (stereo)
-        {
-            weighted = loudness.kWeightedPower (L, R);
-            unweighted = plain.plainPower (L, R);
-        }
-        else if (mono)
-        {
-            const float k = loudness.leftStage2.process (loudness.leftStage1.process (L));
-            weighted = k * k;
-            unweighted = L * L;
-        }
-
-        const float S = loudness.shortTermStep (weighted);
-        bucketShortTerm = std::max (bucketShortTerm, S);
-
-        r.integratedLUFS = loudness.integratedStep (weighted);
-        r.plainIntegrated = plain.integratedStep (unweighted);
-        bucketIntegrated = std::max (bucketIntegrated, r.integratedLUFS);
-
-        if (! isReference)
-        {
-            if (rangeCounter == rangeInterval)
-            {
-                r.loudnessRange = loudness.updateLoudnessRange (S);
-                rangeCounter = 0;
-            }
-            else
-            {
-                ++rangeCounter;
-            }
-            bucketRange = std::min (bucketRange, r.loudnessRange);
-
-            const float magnitude = std::max (std::abs (L), std::abs (R));
-            r.samplePeak = std::max (r.samplePeak, magnitude);
-            bucketSamplePeak = std::max (bucketSamplePeak, magnitude);
-
-            // The rolling peak is fed the record peak so far, not this frame's magnitude.
-            const float P = loudness.rollingPeakStep (r.samplePeak);
-
-            float t = m.leftTruePeak->process (L);
-            if (stereo)
-                t = std::max (t, m.rightTruePeak->process (R));
-            r.truePeakLinear = std::max (r.truePeakLinear, t);
-            bucketTruePeak = std::max (bucketTruePeak, t);
-
-            const int remaining = endSample - i;
-            if ((stepLength > 0 && i % stepLength == 0) || remaining < stepLength)
-            {
-                const int n = std::min (stepLength, remaining);
-                if (stereo)
-                {
-                    const auto v = stereo::measureStep (leftSamples + i, rightSamples + i, n);
-                    r.balanceSteps.push_back (v.balance - 1.0f);
-                    r.balanceSmoothed.push_back (stereo::pushAndSmooth (r.balanceRing, ringIndex, r.ringFilled, v.balance));
-                    r.correlationSteps.push_back (v.correlation - 1.0f);
-                    r.correlationSmoothed.push_back (
-                        stereo::pushAndSmooth (r.correlationRing, ringIndex, r.ringFilled, v.correlation));
-                }
-                if (++ringIndex == stereo::ringSize)
-                {
-                    ringIndex = 0;
-                    r.ringFilled = true;
-                }
-                ++stepCount;
-                r.dynamicRangeSteps.push_back (stereo::dynamicRange (S, P));
-            }
-        }
-
-        if (bucketCounter == bucketLength || i == endSample - 1)
-        {
-            r.shortTermPoints.push_back (bucketShortTerm);
-            r.integratedPoints.push_back (bucketIntegrated);
-            r.samplePeakPoints.push_back (20.0f * std::log10 (bucketSamplePeak));
-            r.truePeakPoints.push_back (20.0f * std::log10 (bucketTruePeak));
-            r.loudnessRangePoints.push_back (bucketRange);
-
-            bucketShortTerm = minusInfinity;
-            bucketIntegrated = minusInfinity;
-            bucketSamplePeak = 0.0f;
-            bucketTruePeak = 0.0f;
-            bucketRange = plusInfinity;
-            bucketCounter = 0;
-        }
-        ++bucketCounter;
-
-        progress = ((float) (i - startSample) / span) * 5.0f / 10.0f + progressBase;
-    }
+    Walk w { *this, m, r, leftChannel.get(), rightChannel.get(), startSample, endSample, bucketLength, progressBase,
+             numChannels == 2 ? truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak) : nullptr };
+    if (isReference)
+        walkFrames<true> (w, numChannels);
+    else
+        walkFrames<false> (w, numChannels);
 
     if (finished)
         finished();

@@ -2,6 +2,15 @@
 
 #include <cstddef>
 
+#if defined(__SSE2__) || defined(_M_X64)
+    #include <emmintrin.h>
+    #define ORVANE_TRUEPEAK_SSE2 1
+    #if defined(__GNUC__) && defined(__x86_64__)
+        #include <immintrin.h>
+        #define ORVANE_TRUEPEAK_AVX 1
+    #endif
+#endif
+
 // Estimates, sample by sample, the largest magnitude the reconstructed waveform of one
 // channel reaches: a polyphase interpolator of P phases with T taps each (P * T = 256).
 class TruePeakProcessorBase
@@ -14,11 +23,46 @@ public:
     virtual void reset() = 0;
 };
 
+// The instruction sets the true-peak sums can run on.
+enum class TruePeakKernel
+{
+    portable,
+    sse2,
+    avx
+};
+
+// Each phase's output is the sum, newest sample first, of coefficient k times the sample k
+// steps back, accumulated in double in that order and rounded to float; the estimate is P
+// times the largest output magnitude.
+//
+// How the work is laid out: every phase sees the same input, so one history serves all of
+// them for the sums. It is kept as a doubled ring (`window`) of T + 1 places: each sample is
+// written at `windowPosition` and T + 1 places further on, so the T + 1 most recent samples
+// always lie side by side and no tap needs a wrap. (One place more than the taps need lets
+// two samples in a row be stored before either is summed.) The coefficients are also kept
+// tap-major (`bank`, which is the prototype in its own order: the P phases' tap 0, then
+// their tap 1, ...), so all P sums advance together, two (SSE2) or four (AVX) phases to a
+// vector register. Each phase still adds its products one at a time in the same order, with
+// a separate multiply and add, so the outputs are the same to the last bit as those of the
+// sums written out phase by phase. `kernel` names the instruction set used; the fastest the
+// processor has is chosen at construction.
+//
+// loadPrototype fills each phase's `coefficients` as well. The phases' own `history` rings and
+// `position`s are not written sample by sample: storing each sample into P rings slowed the
+// vectorised sums by up to a third. syncPhaseHistories() fills them from `window`
+// whenever they are wanted, with exactly what they would hold had they been kept all along.
+// Neither reset() nor loadPrototype clears the history: a new run begins with the tail of the
+// audio before it.
+//
+// The multiplies and adds are kept apart on purpose: a fused multiply-add rounds once where
+// the sums round twice, so the code is built for the x86-64 baseline and the AVX kernel
+// enables AVX alone, not FMA.
 template <int P, int T>
 class TruePeakProcessor : public TruePeakProcessorBase
 {
 public:
     static_assert (P * T == 256, "every prototype has 256 taps");
+    static_assert (P % 4 == 0, "the phases are summed in pairs or fours and compared in fours");
 
     struct PhaseFilter
     {
@@ -28,51 +72,308 @@ public:
         int position = 0;
     };
 
+    using Kernel = TruePeakKernel;
+
     void loadPrototype (const double* prototype) override
     {
         for (int p = 0; p < P; ++p)
             for (int k = 0; k < T; ++k)
                 phase[p].coefficients[k] = prototype[k * P + p];
+        for (int i = 0; i < P * T; ++i)
+            bank[i] = prototype[i];
     }
 
     float process (float sample) override
     {
-        const double x = sample;
-        for (int p = 0; p < P; ++p)
-        {
-            auto& f = phase[p];
-            f.history[f.position] = x;
-            double y = 0.0;
-            for (int k = 0; k < T; ++k)
-            {
-                int index = f.position - k;
-                if (index < 0)
-                    index += T;
-                y += f.coefficients[k] * f.history[index];
-            }
-            if (++f.position == T)
-                f.position = 0;
-            outputs[p] = static_cast<float> (y);
-        }
-
-        float largest = 0.0f;
-        for (int p = 0; p < P; ++p)
-        {
-            const float magnitude = outputs[p] < 0.0f ? -outputs[p] : outputs[p];
-            if (magnitude > largest)
-                largest = magnitude;
-        }
-        return static_cast<float> (P) * largest;
+        const Stream stream { bank, store (sample), outputs };
+        float estimate;
+        sums<1> (&stream, &estimate);
+        return estimate;
     }
 
     // Deliberately empty: the history carries over from the audio before.
     void reset() override {}
 
+    // The same as first = process (a), then second = other.process (b), where other may be
+    // this very processor; the two sums run side by side, on this processor's kernel, where
+    // the registers allow it.
+    void processPair (TruePeakProcessor& other, float a, float b, float& first, float& second)
+    {
+        if (! pairsFit (kernel))
+        {
+            first = process (a);
+            second = other.process (b);
+            return;
+        }
+        const double* newestA = store (a);
+        const double* newestB = other.store (b);
+        const Stream streams[2] { { bank, newestA, outputs }, { other.bank, newestB, other.outputs } };
+        float estimates[2];
+        sums<2> (streams, estimates);
+        first = estimates[0];
+        second = estimates[1];
+    }
+
+    static bool kernelAvailable (Kernel k)
+    {
+        if (k == Kernel::portable)
+            return true;
+#if defined(ORVANE_TRUEPEAK_SSE2)
+        if (k == Kernel::sse2)
+            return true;
+#endif
+#if defined(ORVANE_TRUEPEAK_AVX)
+        if (k == Kernel::avx)
+        {
+            static const bool available = []
+            {
+                __builtin_cpu_init();
+                return __builtin_cpu_supports ("avx") != 0;
+            }();
+            return available;
+        }
+#endif
+        return false;
+    }
+
+    static Kernel fastestKernel()
+    {
+        if (kernelAvailable (Kernel::avx))
+            return Kernel::avx;
+        if (kernelAvailable (Kernel::sse2))
+            return Kernel::sse2;
+        return Kernel::portable;
+    }
+
+    // Brings every phase's `history` and `position` up to date from `window`: afterwards
+    // they hold exactly what rings kept by each phase sample by sample would hold.
+    void syncPhaseHistories()
+    {
+        const int newest = (windowPosition + ringLength - 1) % ringLength + ringLength;
+        for (auto& f : phase)
+        {
+            f.position = historyPosition;
+            for (int k = 0; k < T; ++k)
+                f.history[(historyPosition - 1 - k + 2 * T) % T] = window[newest - k];
+        }
+    }
+
     int taps = T;
     int phases = P;
     PhaseFilter phase[static_cast<std::size_t> (P)];
     float outputs[static_cast<std::size_t> (P)] {};
+
+    // The working copies described above.
+    alignas (32) double bank[static_cast<std::size_t> (P * T)] {};
+    alignas (32) double window[static_cast<std::size_t> (2 * (T + 1))] {};
+    int windowPosition = 0;
+    int historyPosition = 0; // where the next sample goes in a phase's ring of T
+    Kernel kernel = fastestKernel(); // only ever set to one that kernelAvailable allows
+
+private:
+    static constexpr int ringLength = T + 1;
+
+    // One input's sums: the coefficients, its newest sample (older ones at negative
+    // offsets) and where its phase outputs go.
+    struct Stream
+    {
+        const double* bank;
+        const double* newest;
+        float* outputs;
+    };
+
+    // Puts the sample into the doubled ring; returns the newest sample's place in it.
+    const double* store (float sample)
+    {
+        const double x = sample;
+        const int at = windowPosition;
+        windowPosition = at + 1 == ringLength ? 0 : at + 1;
+        window[at] = x;
+        window[at + ringLength] = x;
+        historyPosition = historyPosition + 1 == T ? 0 : historyPosition + 1;
+        return window + at + ringLength;
+    }
+
+    // Whether two streams' sums fit the vector registers together.
+    static bool pairsFit (Kernel k)
+    {
+        if (k == Kernel::avx)
+            return P / 4 * 2 <= 8;
+        if (k == Kernel::sse2)
+            return P / 2 * 2 <= 8;
+        return true;
+    }
+
+    template <int S>
+    void sums (const Stream* streams, float* estimates)
+    {
+#if defined(ORVANE_TRUEPEAK_AVX)
+        if (kernel == Kernel::avx)
+            return sumsAvx<S> (streams, estimates);
+#endif
+#if defined(ORVANE_TRUEPEAK_SSE2)
+        if (kernel == Kernel::sse2)
+            return sumsSse2<S> (streams, estimates);
+#endif
+        sumsPortable<S> (streams, estimates);
+    }
+
+    template <int S>
+    static void sumsPortable (const Stream* streams, float* estimates)
+    {
+        double y[static_cast<std::size_t> (S)][static_cast<std::size_t> (P)] {};
+        for (int k = 0; k < T; ++k)
+        {
+            for (int s = 0; s < S; ++s)
+            {
+                const double h = streams[s].newest[-k];
+                const double* c = streams[s].bank + k * P;
+                for (int p = 0; p < P; ++p)
+                    y[s][p] += c[p] * h;
+            }
+        }
+
+        for (int s = 0; s < S; ++s)
+        {
+            float* out = streams[s].outputs;
+            float largest = 0.0f;
+            for (int p = 0; p < P; ++p)
+            {
+                out[p] = static_cast<float> (y[s][p]);
+                const float magnitude = out[p] < 0.0f ? -out[p] : out[p];
+                if (magnitude > largest)
+                    largest = magnitude;
+            }
+            estimates[s] = static_cast<float> (P) * largest;
+        }
+    }
+
+#if defined(ORVANE_TRUEPEAK_SSE2)
+    template <int S>
+    static void sumsSse2 (const Stream* streams, float* estimates)
+    {
+        constexpr int G = P / 2;
+        __m128d y[static_cast<std::size_t> (S)][static_cast<std::size_t> (G)];
+        for (auto& stream : y)
+            for (auto& v : stream)
+                v = _mm_setzero_pd();
+        for (int k = 0; k < T; ++k)
+        {
+            for (int s = 0; s < S; ++s)
+            {
+                const __m128d h = _mm_set1_pd (streams[s].newest[-k]);
+                const double* c = streams[s].bank + k * P;
+                for (int j = 0; j < G; ++j)
+                    y[s][j] = _mm_add_pd (y[s][j], _mm_mul_pd (_mm_loadu_pd (c + 2 * j), h));
+            }
+        }
+
+        for (int s = 0; s < S; ++s)
+        {
+            float* out = streams[s].outputs;
+            __m128 largest = _mm_setzero_ps();
+            for (int j = 0; j < G; j += 2)
+            {
+                const __m128 four = _mm_movelh_ps (_mm_cvtpd_ps (y[s][j]), _mm_cvtpd_ps (y[s][j + 1]));
+                _mm_storeu_ps (out + 2 * j, four);
+                largest = keepLarger (magnitudes (four), largest);
+            }
+            estimates[s] = static_cast<float> (P) * largestLane (largest);
+        }
+    }
+
+    static __m128 magnitudes (__m128 v) { return _mm_andnot_ps (_mm_set1_ps (-0.0f), v); }
+
+    // max (m, largest) keeps largest wherever m isn't larger, so a NaN output is passed
+    // over as it is by a plain comparison.
+    static __m128 keepLarger (__m128 m, __m128 largest) { return _mm_max_ps (m, largest); }
+
+    static float largestLane (__m128 v)
+    {
+        v = _mm_max_ps (v, _mm_movehl_ps (v, v));
+        v = _mm_max_ss (v, _mm_shuffle_ps (v, v, 1));
+        return _mm_cvtss_f32 (v);
+    }
+#endif
+
+#if defined(ORVANE_TRUEPEAK_AVX)
+    template <int S>
+    __attribute__ ((target ("avx"))) static void sumsAvx (const Stream* streams, float* estimates)
+    {
+        constexpr int G = P / 4;
+        __m256d y[static_cast<std::size_t> (S)][static_cast<std::size_t> (G)];
+        for (auto& stream : y)
+            for (auto& v : stream)
+                v = _mm256_setzero_pd();
+        for (int k = 0; k < T; ++k)
+        {
+            for (int s = 0; s < S; ++s)
+            {
+                const __m256d h = _mm256_broadcast_sd (streams[s].newest - k);
+                const double* c = streams[s].bank + k * P;
+                for (int j = 0; j < G; ++j)
+                    y[s][j] = _mm256_add_pd (y[s][j], _mm256_mul_pd (_mm256_loadu_pd (c + 4 * j), h));
+            }
+        }
+
+        for (int s = 0; s < S; ++s)
+        {
+            float* out = streams[s].outputs;
+            __m128 largest = _mm_setzero_ps();
+            for (int j = 0; j < G; ++j)
+            {
+                const __m128 four = _mm256_cvtpd_ps (y[s][j]);
+                _mm_storeu_ps (out + 4 * j, four);
+                largest = keepLarger (magnitudes (four), largest);
+            }
+            estimates[s] = static_cast<float> (P) * largestLane (largest);
+        }
+    }
+#endif
 };
+
+// Feeds one frame of a stereo file to the two processors chosen for it (the same one twice
+// above 96 kHz): the estimates of left through the first, then right through the second.
+// Resolved once per analysis, so that the frame loop makes one plain call a frame and the two
+// channels' sums can share a pass.
+using StereoTruePeakFeed = void (*) (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l, float r,
+                                     float& leftEstimate, float& rightEstimate);
+
+namespace truepeak
+{
+inline void feedOneByOne (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l, float r,
+                          float& leftEstimate, float& rightEstimate)
+{
+    leftEstimate = left.process (l);
+    rightEstimate = right.process (r);
+}
+
+template <int P, int T>
+void feedPaired (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l, float r, float& leftEstimate,
+                 float& rightEstimate)
+{
+    using Processor = TruePeakProcessor<P, T>;
+    static_cast<Processor&> (left).processPair (static_cast<Processor&> (right), l, r, leftEstimate, rightEstimate);
+}
+
+template <int P, int T>
+bool bothAre (TruePeakProcessorBase& left, TruePeakProcessorBase& right)
+{
+    return dynamic_cast<TruePeakProcessor<P, T>*> (&left) != nullptr
+           && dynamic_cast<TruePeakProcessor<P, T>*> (&right) != nullptr;
+}
+
+inline StereoTruePeakFeed stereoFeedFor (TruePeakProcessorBase& left, TruePeakProcessorBase& right)
+{
+    if (bothAre<16, 16> (left, right))
+        return feedPaired<16, 16>;
+    if (bothAre<8, 32> (left, right))
+        return feedPaired<8, 32>;
+    if (bothAre<4, 64> (left, right))
+        return feedPaired<4, 64>;
+    return feedOneByOne;
+}
+} // namespace truepeak
 
 // The four 256-tap low-pass prototypes (generated; see scripts/).
 namespace truepeak
