@@ -3,10 +3,12 @@
 #include "analysis/LoadQueue.h"
 #include "analysis/Track.h"
 #include "targets/ThresholdPresets.h"
+#include "targets/EQPresets.h"
 #include "measure/LUFSProcessor.h"
 #include "measure/MultiFrequencyAnalysis.h"
 #include "measure/TruePeakProcessor.h"
 
+#include <juce_audio_devices/juce_audio_devices.h>
 #include <juce_audio_formats/juce_audio_formats.h>
 #include <juce_events/juce_events.h>
 
@@ -117,7 +119,28 @@ public:
     bool userPresetSet = false;
     bool eqWindowHidden = true;
     int eqWindowHeight = 0;
+    // EQ presets (targets/ModelEQPresets.cpp): the nine factory groups, built once here.
+    // currentEQPreset starts at the first preset of the first group; null means none chosen.
+    std::vector<EQPresetGroup> eqPresetGroups = eqpresets::makeFactoryEQPresetGroups();
+    const EQPreset* currentEQPreset = eqpresets::firstPreset (eqPresetGroups);
+    // A pointer into eqPresetGroups, or null for an id that no group holds.
+    EQPreset* getEQPresetForId (int presetId);
+    const EQPreset* getEQPresetForId (int presetId) const;
+    // The browser and the settings: remembers the id and makes it current (null if unknown).
+    void selectEQPresetById (int presetId);
+    // 0: "GROUP: NAME" of the threshold preset; otherwise the EQ preset's name;
+    // "[NO PRESET SELECTED]" when none is chosen.
+    juce::String getCurrentPresetName (int which) const;
     // --- end of presets section ---
+
+    // --- application shell (app/) ---
+    // Ticks of 33 ms until the status text clears; below 0 it is cleared at the next tick.
+    int statusCountdown = -1;
+    bool settingsOpen = false;
+    bool authorisationOpen = false;
+    bool helpOpen = false;
+    // The one player; the main component is the device's audio source.
+    juce::AudioTransportSource transport;
 
 private:
     void registerFormats();

@@ -11,7 +11,8 @@ PACKAGES=(
     libasound2-dev libfreetype-dev libfontconfig1-dev
     libx11-dev libxrandr-dev libxinerama-dev libxcursor-dev libxext-dev libxcomposite-dev
     libgtest-dev libbenchmark-dev
-    ffmpeg
+    clang libclang-rt-14-dev
+    ffmpeg time
     xvfb xauth xdotool imagemagick
     fonts-jura
 )
