@@ -1,0 +1,3 @@
+#include "app/LevelCheckApplication.h"
+
+START_JUCE_APPLICATION (LevelCheckApplication)
