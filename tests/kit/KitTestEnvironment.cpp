@@ -1,19 +1,15 @@
 #include "KitTestEnvironment.h"
 
 #include <gtest/gtest.h>
-#include <cstdlib>
 
 namespace
 {
     // The GUI side of JUCE (message manager, fonts, images) for the whole kit test run.
     // Nothing is put on the desktop, so no display is needed.
-    class JuceGuiEnvironment : public ::testing::Environment
+    struct JuceGuiEnvironment : ::testing::Environment
     {
-    public:
         void SetUp() override { initialiser = std::make_unique<juce::ScopedJuceInitialiser_GUI>(); }
         void TearDown() override { initialiser.reset(); }
-
-    private:
         std::unique_ptr<juce::ScopedJuceInitialiser_GUI> initialiser;
     };
 
@@ -26,13 +22,7 @@ namespace kittest
     {
         for (int i = 0; i < 200 && ! condition(); ++i)
             juce::MessageManager::getInstance()->runDispatchLoopUntil (10);
-
         return condition();
-    }
-
-    juce::Colour pixel (const juce::Image& image, int x, int y)
-    {
-        return image.getPixelAt (x, y);
     }
 
     bool near (juce::Colour a, juce::Colour b, int tolerance)

@@ -8,12 +8,9 @@ namespace kittest
     // Runs the message loop until the condition holds or the loop has run for a while.
     bool pumpMessagesUntil (const std::function<bool()>& condition);
 
-    // The pixel at (x, y) of an ARGB image.
-    juce::Colour pixel (const juce::Image& image, int x, int y);
-
-    // Whether two colours are equal within a small tolerance per channel (for anti-aliasing).
+    // Whether two colours are equal within a tolerance per channel (for anti-aliasing).
     bool near (juce::Colour a, juce::Colour b, int tolerance = 8);
 
-    // Draws a component with a given look into a fresh transparent image of its size.
+    // Draws a component into a fresh transparent image of its size.
     juce::Image render (juce::Component& component);
 }
