@@ -16,7 +16,8 @@ namespace bws
         static constexpr const char* upToDateText = "This version is up to date.";
 
         static constexpr int buttonSize = 17;
-        static constexpr int gap = 15;
+        // Narrow enough to sit right of the divider that the window paints 95 from its edge.
+        static constexpr int gap = 10;
         static constexpr int menuWidth = 3 * buttonSize + 2 * gap;
         static constexpr int menuHeight = buttonSize;
 

@@ -14,7 +14,7 @@ layout::MainInput window (int w, int h, bool hidden = true, int eqTop = 0, int p
     in.eqWindowHidden = hidden;
     in.eqPanelTop = eqTop;
     in.previousHeight = previousHeight;
-    in.utilitiesMenuSize = { 81, 17 };
+    in.utilitiesMenuSize = { 71, 17 };
     in.logoSize = { 150, 24 };
     in.loudnessMatchSize = { 115, 90 };
     return in;
@@ -37,7 +37,7 @@ TEST (MainLayout, SmallestWindowWithHiddenEQ)
     EXPECT_EQ (l.textExportButton, Rect (809, 16, 17, 17));
     EXPECT_EQ (l.saveSessionButton, Rect (841, 16, 17, 17));
     EXPECT_EQ (l.addTracksButton, Rect (873, 16, 17, 17));
-    EXPECT_EQ (l.utilitiesMenu, Rect (899, 16, 81, 17));
+    EXPECT_EQ (l.utilitiesMenu, Rect (909, 16, 71, 17));
     EXPECT_EQ (l.buyLink, Rect (137, 761, 290, 20));
     EXPECT_EQ (l.eqPanel, Rect (4, 738, 992, 10));
     EXPECT_EQ (l.compareEQButton, Rect (458, 738, 220, 35));
