@@ -41,8 +41,9 @@ RunResult runChecker (const std::vector<std::string>& arguments, const juce::Fil
     static const testaudio::TempFolder emptyHome;
     const testaudio::TempFolder scratch;
     const auto here = workingFolder != juce::File() ? workingFolder : juce::File::getCurrentWorkingDirectory();
-    auto command = "cd " + quoted (path (here)) + " && HOME=" + quoted (path (home != juce::File() ? home : emptyHome.path()))
-                   + " exec " + quoted (ORVANE_CHECK_BINARY);
+    const auto homeFolder = home != juce::File() ? home : emptyHome.path();
+    auto command = "cd " + quoted (path (here)) + " && HOME=" + quoted (path (homeFolder)) + " exec "
+                   + quoted (ORVANE_CHECK_BINARY);
     for (const auto& argument : arguments)
         command += " " + quoted (argument);
     command += " </dev/null >" + quoted (path (scratch.file ("out"))) + " 2>" + quoted (path (scratch.file ("err")));
@@ -66,8 +67,15 @@ juce::var parseJson (const std::string& text)
 {
     juce::var parsed;
     const auto result = juce::JSON::parse (juce::String (text), parsed);
-    EXPECT_TRUE (result.wasOk()) << result.getErrorMessage() << "\n" << text;
+    EXPECT_TRUE (result.wasOk()) << result.getErrorMessage() << "\n" << text.substr (0, 2000);
     return parsed;
+}
+
+juce::var firstOf (const std::string& text)
+{
+    const auto parsed = parseJson (text);
+    EXPECT_TRUE (parsed.isArray() && parsed.size() > 0) << text.substr (0, 2000);
+    return parsed.isArray() && parsed.size() > 0 ? parsed[0] : juce::var();
 }
 
 float number (const juce::var& v) { return (float) (double) v; }
@@ -95,7 +103,8 @@ juce::File writeSine (const testaudio::TempFolder& folder, const juce::String& n
 juce::File writeSquare (const testaudio::TempFolder& folder, const juce::String& name)
 {
     auto file = folder.file (name);
-    testaudio::writeWav (file, testaudio::generate (48000.0, 2, 96000, [] (int, int i) { return tone (i) >= 0 ? 1.0f : -1.0f; }));
+    testaudio::writeWav (file, testaudio::generate (48000.0, 2, 96000, [] (int, int i)
+                                                    { return tone (i) >= 0 ? 1.0f : -1.0f; }));
     return file;
 }
 

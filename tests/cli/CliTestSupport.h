@@ -25,6 +25,8 @@ RunResult runChecker (const std::vector<std::string>& arguments, const juce::Fil
 std::string path (const juce::File& file);
 std::vector<std::string> linesOf (const std::string& text);
 juce::var parseJson (const std::string& text); // failing the test if it doesn't parse
+// The first element of a JSON array, or void, failing the test, when there is none.
+juce::var firstOf (const std::string& text);
 float number (const juce::var& v);
 const ThresholdPreset& factoryPreset (int presetId);
 

@@ -66,7 +66,8 @@ TEST (CheckerPresetList, SettingsGiveTheUserPresetsAndTheDefaultAndAreNeverWritt
     EXPECT_FALSE (settings.exists()); // reading no file wrote none
     EXPECT_EQ (summary (runChecker ({ "--no-settings", "--list-presets" }, {}, home.path()).out), "27 4*");
     const auto v = clitest::parseJson (runChecker ({ "--list-presets", "--json" }, {}, home.path()).out);
-    EXPECT_TRUE (v.size() == 32 && (bool) v[4]["isDefault"] && ! (bool) v[24]["isDefault"]);
+    ASSERT_EQ (v.size(), 32);
+    EXPECT_TRUE ((bool) v[4]["isDefault"] && ! (bool) v[24]["isDefault"]);
     EXPECT_TRUE ((int) v[24]["presetId"] == 24 && v[24]["name"] == "EBU R 128" && (double) v[24]["truePeak"] == -1.5);
 
     // A studio's settings as the application writes them: USER1 renamed STUDIO A and strict on
@@ -93,7 +94,7 @@ TEST (CheckerPresetList, SettingsGiveTheUserPresetsAndTheDefaultAndAreNeverWritt
     auto judged = runChecker ({ "--json", path (clitest::writeSine (audio, "mix.wav", -13.3, 1.5, -3.0)) }, {},
                               home.path());
     EXPECT_EQ (judged.exitCode, 1) << judged.err;
-    const auto mix = clitest::parseJson (judged.out)[0];
+    const auto mix = clitest::firstOf (judged.out);
     EXPECT_TRUE ((int) mix["presetId"] == 27 && mix["presetName"] == "USER: STUDIO A");
     EXPECT_TRUE ((bool) mix["readoutsOutOfRange"]["loudness"]["integrated"]);
     juce::MemoryBlock after;
