@@ -6,26 +6,28 @@
 
 namespace
 {
+// A queue on its own thread whose handler, while `hold` is set, waits, and then records the
+// request's path (read only once the queue is idle).
 struct RunningQueue
 {
     LoadQueue queue;
-    std::thread worker;
-    std::mutex seenLock;
+    std::atomic<bool> hold { false };
     std::vector<juce::String> seen;
+    std::thread worker;
 
-    explicit RunningQueue (std::function<void (const Track&)> extra = {})
+    RunningQueue()
     {
-        queue.handler = [this, extra] (Track request)
+        queue.handler = [this] (Track request)
         {
-            if (extra)
-                extra (request);
-            std::lock_guard<std::mutex> g (seenLock);
+            while (hold)
+                std::this_thread::sleep_for (std::chrono::milliseconds (1));
             seen.push_back (request.filePath);
         };
         worker = std::thread ([this] { queue.run(); });
     }
     ~RunningQueue()
     {
+        hold = false;
         queue.stop();
         worker.join();
     }
@@ -35,14 +37,27 @@ struct RunningQueue
         request.filePath = path;
         queue.enqueue (request);
     }
+    void waitUntil (const std::function<bool()>& done)
+    {
+        while (! done())
+            std::this_thread::sleep_for (std::chrono::milliseconds (1));
+    }
 };
 } // namespace
 
-TEST (LoadQueue, HandsRequestsOverInOrderAndResetsItsCountersAfterTheBatch)
+// Requests that arrive while a batch runs wait for the next one; all are handled in the order
+// they came. The counters tell how far a batch has come and go back to 0 after it.
+TEST (LoadQueue, HandsRequestsOverInOrderAcrossBatchesAndResetsItsCounters)
 {
     RunningQueue q;
-    for (int i = 0; i < 10; ++i)
+    q.hold = true;
+    q.push ("file0");
+    q.waitUntil ([&] { return q.queue.busy.load(); });
+    for (int i = 1; i < 10; ++i)
         q.push ("file" + juce::String (i));
+    EXPECT_EQ (q.queue.pushed.load(), 10);
+    EXPECT_EQ (q.queue.processed.load(), 1);
+    q.hold = false;
     q.queue.waitUntilIdle();
 
     ASSERT_EQ (q.seen.size(), 10u);
@@ -52,65 +67,34 @@ TEST (LoadQueue, HandsRequestsOverInOrderAndResetsItsCountersAfterTheBatch)
     EXPECT_EQ (q.queue.processed.load(), 0);
 }
 
-TEST (LoadQueue, RequestsArrivingDuringABatchWaitForTheNextOne)
-{
-    std::atomic<bool> release { false };
-    RunningQueue q ([&] (const Track& r)
-                    {
-                        if (r.filePath == "first")
-                            while (! release)
-                                std::this_thread::sleep_for (std::chrono::milliseconds (1));
-                    });
-    q.push ("first");
-    while (! q.queue.busy)
-        std::this_thread::sleep_for (std::chrono::milliseconds (1));
-    q.push ("second");
-    q.push ("third");
-    // While the first batch runs, the counters tell how far the work has come.
-    EXPECT_EQ (q.queue.pushed.load(), 3);
-    EXPECT_EQ (q.queue.processed.load(), 1);
-    release = true;
-    q.queue.waitUntilIdle();
-    EXPECT_EQ (q.seen, (std::vector<juce::String> { "first", "second", "third" }));
-}
-
+// It is the running batch that is measured against the capacity, not the inbox.
 TEST (LoadQueue, DropsRequestsOnlyWhileARunningBatchIsAtCapacity)
 {
-    std::atomic<bool> release { false };
-    RunningQueue q ([&] (const Track&)
-                    {
-                        while (! release)
-                            std::this_thread::sleep_for (std::chrono::milliseconds (1));
-                    });
+    RunningQueue q;
     q.queue.capacity = 3;
-    // The first request starts a batch of one; three more wait in the inbox.
-    q.push ("a");
-    while (! q.queue.busy)
-        std::this_thread::sleep_for (std::chrono::milliseconds (1));
-    q.push ("b");
-    q.push ("c");
-    q.push ("d");
-    q.push ("e");
-    // The running batch holds one, so nothing is dropped yet: the inbox is not measured.
+    q.hold = true;
+    q.push ("a"); // a batch of one; four more wait in the inbox and none is dropped
+    q.waitUntil ([&] { return q.queue.busy.load(); });
+    for (auto name : { "b", "c", "d", "e" })
+        q.push (name);
     EXPECT_EQ (q.queue.pushed.load(), 5);
-    release = true;
+    q.hold = false;
     q.queue.waitUntilIdle();
     EXPECT_EQ (q.seen.size(), 5u);
 
-    // Now a batch of four runs (above capacity 3): new requests are dropped while it runs.
-    release = false;
+    // Now a batch of three runs, at the capacity: a new request is dropped while it runs.
+    q.hold = true;
     q.queue.setPaused (true);
-    for (auto name : { "f", "g", "h", "i" })
+    for (auto name : { "f", "g", "h" })
         q.push (name);
     q.queue.setPaused (false);
-    while (q.queue.processed.load() < 1)
-        std::this_thread::sleep_for (std::chrono::milliseconds (1));
-    EXPECT_EQ (q.queue.batch.size(), 4u);
+    q.waitUntil ([&] { return q.queue.processed.load() >= 1; });
+    EXPECT_EQ (q.queue.batch.size(), 3u);
     q.push ("dropped");
-    EXPECT_EQ (q.queue.pushed.load(), 4);
-    release = true;
+    EXPECT_EQ (q.queue.pushed.load(), 3);
+    q.hold = false;
     q.queue.waitUntilIdle();
-    EXPECT_EQ (q.seen.size(), 9u);
+    EXPECT_EQ (q.seen.size(), 8u);
     EXPECT_EQ (std::count (q.seen.begin(), q.seen.end(), juce::String ("dropped")), 0);
 }
 
@@ -124,11 +108,7 @@ TEST (LoadQueue, StopEndsTheLoopAndSkipsTheRestOfTheBatch)
         queue.stopRequested = true;
     };
     for (int i = 0; i < 5; ++i)
-    {
-        Track r (nullptr);
-        r.filePath = "x";
-        queue.enqueue (r);
-    }
+        queue.enqueue (Track (nullptr));
     std::thread worker ([&] { queue.run(); });
     worker.join();
     EXPECT_EQ (handled.load(), 1);

@@ -3,33 +3,29 @@
 
 #include <gtest/gtest.h>
 
-TEST (TrackStem, TakesTheTextBetweenLastSeparatorAndLastDot)
+// The upper-case stem between the last separator and the last dot; a dot in a folder name
+// or right after the separator is no stem boundary.
+TEST (Track, StemIsTheTextBetweenLastSeparatorAndLastDot)
 {
-    EXPECT_EQ (Track::stemOf ("/music/mixes/Song One.wav"), "SONG ONE");
-    EXPECT_EQ (Track::stemOf ("C:\\mixes\\take.2.flac"), "TAKE.2");
-    EXPECT_EQ (Track::stemOf ("plain.mp3"), "PLAIN");
-    // No dot: from after the separator to the end.
-    EXPECT_EQ (Track::stemOf ("/music/master"), "MASTER");
-    // A dot in a folder name with none in the file name: the stem runs to the end.
-    EXPECT_EQ (Track::stemOf ("/music/v1.2/master"), "MASTER");
-    EXPECT_EQ (Track::stemOf ("C:\\v1.2\\master"), "MASTER");
-    // A dot right after the separator is not a stem boundary.
-    EXPECT_EQ (Track::stemOf ("/music/.hidden"), ".HIDDEN");
-    EXPECT_EQ (Track::stemOf (".wav"), ".WAV");
-    EXPECT_EQ (Track::stemOf ("noext"), "NOEXT");
-    EXPECT_EQ (Track::stemOf (""), "");
+    const std::pair<const char*, const char*> cases[] = {
+        { "/music/mixes/Song One.wav", "SONG ONE" }, { "C:\\mixes\\take.2.flac", "TAKE.2" }, { "plain.mp3", "PLAIN" },
+        { "/music/master", "MASTER" },               { "/music/v1.2/master", "MASTER" },    { "C:\\v1.2\\master", "MASTER" },
+        { "/music/.hidden", ".HIDDEN" },             { ".wav", ".WAV" },                    { "noext", "NOEXT" }, { "", "" },
+    };
+    for (const auto& [path, stem] : cases)
+        EXPECT_EQ (Track::stemOf (path), stem) << path;
 }
 
-TEST (TrackIdentity, ClockIdIsMillisecondsSince1970)
+TEST (Track, ClockIdIsMillisecondsSince1970)
 {
     const auto before = juce::Time::currentTimeMillis();
     const auto id = Track::clockId();
-    const auto after = juce::Time::currentTimeMillis();
     EXPECT_GE (id, before - 1);
-    EXPECT_LE (id, after + 1);
+    EXPECT_LE (id, juce::Time::currentTimeMillis() + 1);
 }
 
-TEST (TrackCopy, ACopyIsALoadRequestHoldingOnlyPathReferenceAndModel)
+// A copy is a load request: path, reference flag and model, nothing measured.
+TEST (Track, ACopyHoldsOnlyPathReferenceAndModel)
 {
     Track original (nullptr);
     original.filePath = "/x/y.wav";
@@ -51,44 +47,34 @@ TEST (TrackCopy, ACopyIsALoadRequestHoldingOnlyPathReferenceAndModel)
     EXPECT_EQ (copy.currentReadings, &copy.wholeFileReadings);
 }
 
-TEST (TrackRegions, LookupsToleranceAndRemovalOrder)
+// regionAt allows a pixel either side and takes the first match; regionAtExcept allows none
+// and passes over one id.
+TEST (Track, RegionLookupsAndRemoval)
 {
     Track t (nullptr);
     t.addRegion ({ 1, 10, 14 });
     t.addRegion ({ 2, 20, 24 });
     t.addRegion ({ 3, 22, 30 });
-
-    // One pixel of tolerance on both sides for regionAt.
-    ASSERT_NE (t.regionAt (9), nullptr);
-    EXPECT_EQ (t.regionAt (9)->id, 1);
-    EXPECT_EQ (t.regionAt (15)->id, 1);
-    EXPECT_EQ (t.regionAt (16), nullptr);
-    EXPECT_EQ (t.regionAt (8), nullptr);
-    // First match wins.
-    EXPECT_EQ (t.regionAt (23)->id, 2);
-
-    // The second lookup has no tolerance and skips one id.
-    EXPECT_EQ (t.regionAtExcept (9, 0), nullptr);
-    EXPECT_EQ (t.regionAtExcept (23, 2)->id, 3);
-    EXPECT_EQ (t.regionAtExcept (23, 99)->id, 2);
+    const auto idAt = [] (const Loop* loop) { return loop == nullptr ? int64_t (-1) : loop->id; };
+    for (const auto& [pixel, id] : { std::pair<int, int64_t> { 9, 1 }, { 15, 1 }, { 16, -1 }, { 8, -1 }, { 23, 2 } })
+        EXPECT_EQ (idAt (t.regionAt (pixel)), id) << pixel;
+    EXPECT_EQ (idAt (t.regionAtExcept (9, 0)), -1);
+    EXPECT_EQ (idAt (t.regionAtExcept (23, 2)), 3);
+    EXPECT_EQ (idAt (t.regionAtExcept (23, 99)), 2);
 
     t.removeRegion (2);
+    t.removeRegion (42);
     ASSERT_EQ (t.loops.size(), 2u);
     EXPECT_EQ (t.loops[0].id, 1);
     EXPECT_EQ (t.loops[1].id, 3);
-    t.removeRegion (42);
-    EXPECT_EQ (t.loops.size(), 2u);
 }
 
-TEST (TrackReadings, ClearRestoresStartValuesAndKeepsMemory)
+TEST (Track, ClearingReadingsRestoresStartValuesAndKeepsMemory)
 {
     AllReadings r;
     r.reserve();
-    for (int i = 0; i < 100; ++i)
-    {
-        r.shortTermPoints.push_back (-10.0f);
-        r.balanceSteps.push_back (0.5f);
-    }
+    r.shortTermPoints.assign (100, -10.0f);
+    r.balanceSteps.assign (100, 0.5f);
     r.balanceRing[3] = 0.25f;
     r.ringFilled = true;
     r.maxShortTermLUFS = -3.0f;
@@ -99,25 +85,21 @@ TEST (TrackReadings, ClearRestoresStartValuesAndKeepsMemory)
     const auto capacity = r.shortTermPoints.capacity();
 
     r.clear();
-    EXPECT_TRUE (r.shortTermPoints.empty());
-    EXPECT_TRUE (r.balanceSteps.empty());
+    EXPECT_TRUE (r.shortTermPoints.empty() && r.balanceSteps.empty());
     EXPECT_EQ (r.shortTermPoints.capacity(), capacity);
     EXPECT_GE (capacity, 2000u);
     EXPECT_FLOAT_EQ (r.balanceRing[3], 1.0f);
-    EXPECT_FALSE (r.ringFilled);
+    EXPECT_FALSE (r.ringFilled || r.shortTermOutOfRange);
     EXPECT_TRUE (std::isinf (r.maxShortTermLUFS) && r.maxShortTermLUFS < 0);
     EXPECT_TRUE (std::isinf (r.minDynamicRange) && r.minDynamicRange > 0);
     EXPECT_EQ (r.loudnessRange, 0.0f);
     EXPECT_EQ (r.samplePeak, 0.0f);
-    EXPECT_FALSE (r.shortTermOutOfRange);
 }
 
-TEST (TrackText, DisplayableTextAllowsLatinAndGeneralPunctuationOnly)
+// Latin up to U+024E and general punctuation up to U+20CF are shown; nothing else is.
+TEST (Track, DisplayableTextIsLatinAndGeneralPunctuationOnly)
 {
-    EXPECT_TRUE (Model::isDisplayableText ("Song – \u00e9t\u00e9"));
-    EXPECT_TRUE (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) 590)));
-    EXPECT_FALSE (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) 591)));
-    EXPECT_TRUE (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) 8399)));
-    EXPECT_FALSE (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) 8400)));
-    EXPECT_FALSE (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) 0x65e5)));
+    EXPECT_TRUE (Model::isDisplayableText ("Song \u2013 \u00e9t\u00e9"));
+    for (const auto& [c, shown] : { std::pair<int, bool> { 590, true }, { 591, false }, { 8399, true }, { 8400, false }, { 0x65e5, false } })
+        EXPECT_EQ (Model::isDisplayableText (juce::String::charToString ((juce::juce_wchar) c)), shown) << c;
 }

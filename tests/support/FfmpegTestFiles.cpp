@@ -3,7 +3,6 @@
 #include "analysis/FFmpegAudioFormat.h"
 
 #include <cmath>
-#include <cstring>
 
 namespace ffmpegtest
 {
@@ -26,48 +25,23 @@ bool toolAvailable()
 
 bool encode (const testaudio::Signal& signal, const juce::File& output, const juce::StringArray& outputOptions)
 {
-    const auto raw = output.getSiblingFile (output.getFileName() + ".f32");
-    {
-        juce::FileOutputStream out (raw);
-        if (! out.openedOk())
-            return false;
-        out.setPosition (0);
-        out.truncate();
-        for (int i = 0; i < signal.numFrames(); ++i)
-            for (int c = 0; c < signal.numChannels(); ++c)
-                out.writeFloat (signal.channels[(size_t) c][(size_t) i]); // little-endian
-    }
-    juce::StringArray args { "-f", "f32le", "-ar", juce::String ((int) signal.sampleRate),
-                             "-ac", juce::String (signal.numChannels()), "-i", raw.getFullPathName() };
+    const auto wav = output.getSiblingFile (output.getFileName() + ".source.wav");
+    juce::StringArray args { "-i", wav.getFullPathName() };
     args.addArray (outputOptions);
     args.add (output.getFullPathName());
-    const bool ok = runTool (args);
-    raw.deleteFile();
+    const bool ok = testaudio::writeWav (wav, signal, 32) && runTool (args);
+    wav.deleteFile();
     return ok && output.existsAsFile();
 }
 
-testaudio::Signal decode (const juce::File& input, int numChannels, double sampleRate)
+testaudio::Signal decode (const juce::File& input)
 {
+    const auto wav = input.getSiblingFile (input.getFileName() + ".decoded.wav");
     testaudio::Signal result;
-    result.sampleRate = sampleRate;
-    const auto raw = input.getSiblingFile (input.getFileName() + ".decoded.f32");
-    if (! runTool ({ "-i", input.getFullPathName(), "-map", "0:a:0", "-f", "f32le", "-c:a", "pcm_f32le",
-                     raw.getFullPathName() }))
-        return result;
-
-    juce::MemoryBlock bytes;
-    raw.loadFileAsData (bytes);
-    raw.deleteFile();
-    const auto frames = bytes.getSize() / (sizeof (float) * (size_t) numChannels);
-    result.channels.assign ((size_t) numChannels, std::vector<float> (frames));
-    const auto* data = static_cast<const char*> (bytes.getData());
-    for (size_t i = 0; i < frames; ++i)
-        for (size_t c = 0; c < (size_t) numChannels; ++c)
-        {
-            float v;
-            std::memcpy (&v, data + (i * (size_t) numChannels + c) * sizeof (float), sizeof (float));
-            result.channels[c][i] = v;
-        }
+    if (runTool ({ "-i", input.getFullPathName(), "-map", "0:a:0", "-c:a", "pcm_f32le", wav.getFullPathName() }))
+        if (std::unique_ptr<juce::AudioFormatReader> reader { juce::WavAudioFormat().createReaderFor (wav.createInputStream().release(), true) })
+            result = readRange (*reader, 0, (int) reader->lengthInSamples);
+    wav.deleteFile();
     return result;
 }
 

@@ -16,12 +16,12 @@ bool toolAvailable();
 // Runs ffmpeg quietly with these arguments; true if it exits with 0.
 bool runTool (const juce::StringArray& arguments);
 
-// Encodes the signal: raw float input, then outputOptions (codec, bit rate...) and the file.
+// Encodes the signal (given to ffmpeg as a float WAV) with outputOptions (codec, bit rate...).
 bool encode (const testaudio::Signal& signal, const juce::File& output, const juce::StringArray& outputOptions);
 
 // The first audio stream of a file as ffmpeg's command-line path decodes it, as float with
-// its own channel count and rate. Empty channels on failure.
-testaudio::Signal decode (const juce::File& input, int numChannels, double sampleRate);
+// its own channel count and rate. No channels on failure.
+testaudio::Signal decode (const juce::File& input);
 
 // The whole file through the reader, front to back in blocks.
 testaudio::Signal readAll (juce::AudioFormatReader& reader, int blockSize = 16384);
