@@ -14,39 +14,16 @@ namespace
 {
 using Bands = EQPreset::Bands;
 
-const std::vector<EQPresetGroup>& factory()
-{
-    static const auto groups = eqpresets::makeFactoryEQPresetGroups();
-    return groups;
-}
-
 const EQPreset& presetWithId (int presetId)
 {
-    const auto* preset = eqpresets::findEQPresetForId (factory(), presetId);
+    static const auto groups = eqpresets::makeFactoryEQPresetGroups();
+    const auto* preset = eqpresets::findEQPresetForId (groups, presetId);
     EXPECT_NE (preset, nullptr) << presetId;
     static const EQPreset none;
     return preset != nullptr ? *preset : none;
 }
 
-bool isGenerated (int presetId)
-{
-    for (int i = 0; i < eqpresets::numGeneratedBands; ++i)
-        if (eqpresets::generatedBands[i].presetId == presetId)
-            return true;
-    return false;
-}
-
-bool hasDecimals (float value, double scale)
-{
-    return (float) (std::round ((double) value * scale) / scale) == value;
-}
-
-float powerSumLevel (float a, float b)
-{
-    return (float) (10.0 * std::log10 ((std::pow (10.0, a / 10.0) + std::pow (10.0, b / 10.0)) / 2.0));
-}
-
-std::vector<float> asVector (const Bands& bands) { return { bands.begin(), bands.end() }; }
+bool isMeasured (int presetId) { return presetId == 61 || presetId == 62 || presetId == 29 || presetId == 10; }
 
 std::vector<float> shifted (const Bands& bands, float db)
 {
@@ -57,80 +34,50 @@ std::vector<float> shifted (const Bands& bands, float db)
 }
 } // namespace
 
-TEST (EQPresetFactory, GroupsInMenuOrderWithTheirSizes)
+TEST (EQPresetFactory, GroupsIdsAndNamesInMenuOrder)
 {
-    const auto& groups = factory();
+    const auto groups = eqpresets::makeFactoryEQPresetGroups();
     const std::vector<std::pair<juce::String, size_t>> expected {
         { "DEFAULT", 2 }, { "STAR ENGINEERS", 7 }, { "ELECTRONIC", 8 }, { "HIP HOP", 6 }, { "HOUSE", 8 },
         { "OTHER GENRES", 12 }, { "POP", 8 }, { "R & B", 4 }, { "ROCK", 7 },
     };
     ASSERT_EQ (groups.size(), expected.size());
-    size_t total = 0;
+    EXPECT_EQ (groups[0].presets[0].presetId, 61);
+    EXPECT_EQ (groups[0].presets[1].presetId, 62);
+
+    // After DEFAULT the ids count up from 0 in menu order, through 59: 60 is no preset.
+    int next = 0;
+    std::set<int> contemporaryIds;
     for (size_t g = 0; g < groups.size(); ++g)
     {
         EXPECT_EQ (groups[g].groupId, (int) g);
         EXPECT_EQ (groups[g].name, expected[g].first);
-        EXPECT_EQ (groups[g].presets.size(), expected[g].second) << groups[g].name;
-        for (const auto& preset : groups[g].presets)
-            EXPECT_EQ (preset.groupId, (int) g) << preset.name;
-        total += groups[g].presets.size();
-    }
-    EXPECT_EQ (total, (size_t) eqpresets::numFactoryPresets);
-}
-
-TEST (EQPresetFactory, IdsRunThroughTheGroupsWithDefaultAt61And62)
-{
-    const auto& groups = factory();
-    ASSERT_EQ (groups[0].presets.size(), 2u);
-    EXPECT_EQ (groups[0].presets[0].presetId, 61);
-    EXPECT_EQ (groups[0].presets[1].presetId, 62);
-
-    // After DEFAULT the ids count up from 0 in menu order, through 59.
-    int next = 0;
-    std::set<int> seen { 61, 62 };
-    for (size_t g = 1; g < groups.size(); ++g)
+        ASSERT_EQ (groups[g].presets.size(), expected[g].second) << groups[g].name;
         for (const auto& preset : groups[g].presets)
         {
-            EXPECT_EQ (preset.presetId, next++) << preset.name;
-            EXPECT_TRUE (seen.insert (preset.presetId).second) << preset.presetId;
-        }
-    EXPECT_EQ (next, 60);
-    EXPECT_EQ (seen.size(), 62u);
-    EXPECT_EQ (seen.count (60), 0u);
-
-    for (int id : seen)
-    {
-        const auto* preset = eqpresets::findEQPresetForId (groups, id);
-        ASSERT_NE (preset, nullptr) << id;
-        EXPECT_EQ (preset->presetId, id);
-    }
-}
-
-TEST (EQPresetFactory, NamesAndLoudnessAsTheMenuShowsThem)
-{
-    EXPECT_EQ (presetWithId (61).name, "BALANCED MASTER");
-    EXPECT_FLOAT_EQ (presetWithId (61).integratedLUFS, -7.93f);
-    EXPECT_EQ (presetWithId (62).name, "REFERENCE TRACK");
-    EXPECT_FLOAT_EQ (presetWithId (62).integratedLUFS, -9.19f);
-    EXPECT_EQ (presetWithId (29).name, "PINK NOISE");
-    EXPECT_FLOAT_EQ (presetWithId (29).integratedLUFS, -11.558f);
-    EXPECT_EQ (presetWithId (38).name, "REAGGAETON");
-    EXPECT_EQ (presetWithId (49).name, "90'S");
-    EXPECT_EQ (presetWithId (6).name, "R&B BOSS");
-    EXPECT_FLOAT_EQ (presetWithId (4).integratedLUFS, -4.52f);
-    EXPECT_FLOAT_EQ (presetWithId (37).integratedLUFS, -13.91f);
-
-    // Four CONTEMPORARY presets in four groups, told apart by id alone.
-    std::set<int> contemporaryIds, contemporaryGroups;
-    for (const auto& group : factory())
-        for (const auto& preset : group.presets)
-        {
-            EXPECT_EQ (preset.name, preset.name.toUpperCase());
+            SCOPED_TRACE (preset.name);
+            EXPECT_EQ (preset.groupId, (int) g);
+            if (g > 0)
+                EXPECT_EQ (preset.presetId, next++);
+            EXPECT_EQ (eqpresets::findEQPresetForId (groups, preset.presetId), &preset);
             if (preset.name == "CONTEMPORARY")
-                contemporaryIds.insert (preset.presetId), contemporaryGroups.insert (preset.groupId);
+                contemporaryIds.insert (preset.presetId);
         }
+    }
+    EXPECT_EQ (next, 60);
+    EXPECT_EQ (next + 2, eqpresets::numFactoryPresets);
+    // Four CONTEMPORARY presets in four groups, told apart by id alone.
     EXPECT_EQ (contemporaryIds, (std::set<int> { 15, 41, 50, 55 }));
-    EXPECT_EQ (contemporaryGroups.size(), 4u);
+
+    const std::pair<int, const char*> names[] = { { 61, "BALANCED MASTER" }, { 62, "REFERENCE TRACK" },
+                                                  { 29, "PINK NOISE" }, { 38, "REAGGAETON" }, { 49, "90'S" },
+                                                  { 6, "R&B BOSS" } };
+    for (auto [id, name] : names)
+        EXPECT_EQ (presetWithId (id).name, name);
+    const std::pair<int, float> loudness[] = { { 61, -7.93f }, { 62, -9.19f }, { 29, -11.558f }, { 4, -4.52f },
+                                               { 37, -13.91f } };
+    for (auto [id, lufs] : loudness)
+        EXPECT_FLOAT_EQ (presetWithId (id).integratedLUFS, lufs) << id;
 }
 
 TEST (EQPresetFactory, MeasuredListsAreKeptExactly)
@@ -158,16 +105,6 @@ TEST (EQPresetFactory, MeasuredListsAreKeptExactly)
         EXPECT_EQ (preset.multiFrequencyIntegratedLUFS, row.stereo) << row.id;
         EXPECT_EQ (preset.midMultiFrequencyIntegratedLUFS, row.mid) << row.id;
         EXPECT_EQ (preset.sideMultiFrequencyIntegratedLUFS, row.side) << row.id;
-        EXPECT_FALSE (isGenerated (row.id)) << row.id;
-    }
-
-    // PINK NOISE: mid 3.0103 dB over stereo in every band, side equal to stereo.
-    const auto& pink = presetWithId (29);
-    for (int b = 0; b < EQPreset::numBands; ++b)
-    {
-        EXPECT_NEAR (pink.midMultiFrequencyIntegratedLUFS[(size_t) b] - pink.multiFrequencyIntegratedLUFS[(size_t) b],
-                     3.0103f, 1e-4f);
-        EXPECT_EQ (pink.sideMultiFrequencyIntegratedLUFS[(size_t) b], pink.multiFrequencyIntegratedLUFS[(size_t) b]);
     }
 }
 
@@ -178,30 +115,34 @@ TEST (EQPresetFactory, GeneratedListsKeepTheRelationsOfMeasuredOnes)
     ASSERT_EQ (eqpresets::numGeneratedBands, eqpresets::numFactoryPresets - 4);
     std::set<int> generatedIds;
     for (int i = 0; i < eqpresets::numGeneratedBands; ++i)
-        EXPECT_TRUE (generatedIds.insert (eqpresets::generatedBands[i].presetId).second);
+    {
+        const int id = eqpresets::generatedBands[i].presetId;
+        EXPECT_TRUE (generatedIds.insert (id).second && ! isMeasured (id)) << id;
+    }
 
-    for (const auto& group : factory())
+    auto hundredths = [] (float v) { return (float) (std::round ((double) v * 100.0) / 100.0) == v; };
+    for (const auto& group : eqpresets::makeFactoryEQPresetGroups())
         for (const auto& preset : group.presets)
         {
-            if (preset.presetId == 61 || preset.presetId == 62 || preset.presetId == 29 || preset.presetId == 10)
+            if (isMeasured (preset.presetId))
                 continue;
             SCOPED_TRACE (group.name + ": " + preset.name);
             ASSERT_EQ (generatedIds.count (preset.presetId), 1u);
-
             const auto& s = preset.multiFrequencyIntegratedLUFS;
             const auto& m = preset.midMultiFrequencyIntegratedLUFS;
             const auto& d = preset.sideMultiFrequencyIntegratedLUFS;
             for (size_t b = 0; b < (size_t) EQPreset::numBands; ++b)
             {
                 SCOPED_TRACE (b);
-                EXPECT_TRUE (hasDecimals (s[b], 100.0) && hasDecimals (m[b], 100.0) && hasDecimals (d[b], 100.0));
+                EXPECT_TRUE (hundredths (s[b]) && hundredths (m[b]) && hundredths (d[b]));
                 // Mid is the plain sum: with positively correlated channels it lies between
                 // the stereo level and 3.01 dB over it, and side lies under the stereo level.
                 EXPECT_GE (m[b], s[b]);
                 EXPECT_LE (m[b], s[b] + 3.02f);
                 EXPECT_LT (d[b], s[b]);
                 // Sum and difference powers add up to twice the stereo power.
-                EXPECT_NEAR (powerSumLevel (m[b], d[b]), s[b], 0.05f);
+                const double sum = (std::pow (10.0, m[b] / 10.0) + std::pow (10.0, d[b] / 10.0)) / 2.0;
+                EXPECT_NEAR (10.0 * std::log10 (sum), s[b], 0.05);
                 // Within the span of the measured presets relative to their loudness.
                 EXPECT_GT (s[b] - preset.integratedLUFS, -20.0f);
                 EXPECT_LT (s[b] - preset.integratedLUFS, 0.0f);
@@ -215,26 +156,15 @@ TEST (EQPresetFactory, GeneratedListsKeepTheRelationsOfMeasuredOnes)
         }
 }
 
-TEST (EQPresetLookup, UnknownIdsGiveNullAndKnownOnesPointIntoTheTable)
+TEST (EQPresetLookup, UnknownIdsGiveNullAndAFindIsSearchedAgainInItsOwnGroup)
 {
-    auto groups = eqpresets::makeFactoryEQPresetGroups();
-    EXPECT_EQ (eqpresets::findEQPresetForId (groups, 60), nullptr);
-    EXPECT_EQ (eqpresets::findEQPresetForId (groups, -1), nullptr);
-    EXPECT_EQ (eqpresets::findEQPresetForId (groups, 63), nullptr);
+    auto factory = eqpresets::makeFactoryEQPresetGroups();
+    for (int id : { 60, -1, 63 })
+        EXPECT_EQ (eqpresets::findEQPresetForId (factory, id), nullptr) << id;
+    std::vector<EQPresetGroup> none;
+    EXPECT_EQ (eqpresets::findEQPresetForId (none, 61), nullptr);
+    EXPECT_EQ (eqpresets::firstPreset (none), nullptr);
 
-    auto* balanced = eqpresets::findEQPresetForId (groups, 61);
-    ASSERT_NE (balanced, nullptr);
-    EXPECT_EQ (balanced->name, "BALANCED MASTER");
-    EXPECT_EQ (balanced, &groups[0].presets[0]);
-    EXPECT_EQ (eqpresets::findEQPresetForId (groups, 59), &groups[8].presets[6]);
-
-    std::vector<EQPresetGroup> empty;
-    EXPECT_EQ (eqpresets::findEQPresetForId (empty, 61), nullptr);
-    EXPECT_EQ (eqpresets::firstPreset (empty), nullptr);
-}
-
-TEST (EQPresetLookup, AFindIsSearchedAgainInTheGroupItsGroupIdNames)
-{
     EQPreset stray;
     stray.presetId = 5;
     stray.groupId = 1;
@@ -244,87 +174,52 @@ TEST (EQPresetLookup, AFindIsSearchedAgainInTheGroupItsGroupIdNames)
     EQPreset lost = stray;
     lost.presetId = 7;
     lost.groupId = 9;
-
     std::vector<EQPresetGroup> groups { { 0, "A", { stray, lost } }, { 1, "B", { home } } };
-    const auto* found = eqpresets::findEQPresetForId (groups, 5);
-    ASSERT_NE (found, nullptr);
-    EXPECT_EQ (found->name, "HOME");
-    EXPECT_EQ (found, &groups[1].presets[0]);
-
+    EXPECT_EQ (eqpresets::findEQPresetForId (groups, 5), &groups[1].presets[0]);
     // A groupId that indexes no group finds nothing.
     EXPECT_EQ (eqpresets::findEQPresetForId (groups, 7), nullptr);
-
     // Found in its own group by the walk, but its indexed group lacks it: nothing.
     groups[1].presets[0].presetId = 6;
     EXPECT_EQ (eqpresets::findEQPresetForId (groups, 5), nullptr);
 }
 
-TEST (ModelEQPresets, StartsAtTheFirstPresetAndLooksUpIntoItsOwnTable)
+TEST (ModelEQPresets, SelectionNamesAndTheReferenceAnalysisInPreset62)
 {
     Model model;
     ASSERT_EQ (model.eqPresetGroups.size(), 9u);
     EXPECT_EQ (model.currentEQPreset, &model.eqPresetGroups[0].presets[0]);
-    EXPECT_EQ (model.currentEQPreset->name, "BALANCED MASTER");
     EXPECT_EQ (model.defaultEQPresetId, 61);
-
     EXPECT_EQ (model.getEQPresetForId (62), &model.eqPresetGroups[0].presets[1]);
-    EXPECT_EQ (model.getEQPresetForId (60), nullptr);
-    const Model& constModel = model;
-    EXPECT_EQ (constModel.getEQPresetForId (33), model.getEQPresetForId (33));
 
-    model.selectEQPresetById (41);
-    ASSERT_NE (model.currentEQPreset, nullptr);
-    EXPECT_EQ (model.currentEQPreset->presetId, 41);
-    EXPECT_EQ (model.currentEQPreset->groupId, 6);
-    EXPECT_EQ (model.defaultEQPresetId, 41);
+    model.selectPresetById (4);
+    EXPECT_EQ (model.getCurrentPresetName (0), "MASTERING: ALL-ROUND");
+    EXPECT_EQ (model.getCurrentPresetName (1), "BALANCED MASTER");
+    model.selectEQPresetById (38);
+    EXPECT_TRUE (model.currentEQPreset->presetId == 38 && model.defaultEQPresetId == 38);
+    EXPECT_EQ (model.getCurrentPresetName (2), "REAGGAETON");
     model.selectEQPresetById (60);
     EXPECT_EQ (model.currentEQPreset, nullptr);
     EXPECT_EQ (model.defaultEQPresetId, 60);
-}
-
-TEST (ModelEQPresets, CurrentPresetNameForThresholdAndEQ)
-{
-    Model model;
+    EXPECT_EQ (model.getCurrentPresetName (1), "[NO PRESET SELECTED]");
     model.currentPreset = nullptr;
     EXPECT_EQ (model.getCurrentPresetName (0), "[NO PRESET SELECTED]");
-    model.selectPresetById (4);
-    EXPECT_EQ (model.getCurrentPresetName (0), "MASTERING: ALL-ROUND");
 
-    EXPECT_EQ (model.getCurrentPresetName (1), "BALANCED MASTER");
-    model.currentEQPreset = model.getEQPresetForId (38);
-    EXPECT_EQ (model.getCurrentPresetName (1), "REAGGAETON");
-    EXPECT_EQ (model.getCurrentPresetName (2), "REAGGAETON");
-    model.currentEQPreset = nullptr;
-    EXPECT_EQ (model.getCurrentPresetName (1), "[NO PRESET SELECTED]");
-    EXPECT_EQ (model.getCurrentPresetName (0), "MASTERING: ALL-ROUND");
-}
-
-TEST (ModelEQPresets, SessionSideStoresTheReferenceAnalysisInPreset62)
-{
-    Model model;
+    // The session side stores a reference analysis in preset 62 and selects without remembering.
+    model.selectEQPresetById (61);
     eqpresets::ModelSessionEqPresets session (model);
     EXPECT_EQ (session.currentEQPresetId(), std::optional<int> (61));
-
     SessionReference reference;
     reference.integratedLUFSOverall = -11.25f;
-    for (int b = 0; b < 14; ++b)
+    for (size_t b = 0; b < 14; ++b)
     {
-        reference.multiFrequencyIntegratedLUFS[(size_t) b] = -20.0f - (float) b;
-        reference.midMultiFrequencyIntegratedLUFS[(size_t) b] = -18.0f - (float) b;
-        reference.sideMultiFrequencyIntegratedLUFS[(size_t) b] = -40.0f + (float) b;
+        reference.multiFrequencyIntegratedLUFS[b] = -20.0f - (float) b;
+        reference.midMultiFrequencyIntegratedLUFS[b] = -18.0f - (float) b;
+        reference.sideMultiFrequencyIntegratedLUFS[b] = -40.0f + (float) b;
     }
     session.storeReferenceAnalysis (reference);
-
     const auto* stored = model.getEQPresetForId (62);
-    ASSERT_NE (stored, nullptr);
-    EXPECT_EQ (stored->name, "REFERENCE TRACK");
-    EXPECT_EQ (stored->integratedLUFS, -11.25f);
-    EXPECT_EQ (stored->multiFrequencyIntegratedLUFS, reference.multiFrequencyIntegratedLUFS);
-    EXPECT_EQ (stored->sideMultiFrequencyIntegratedLUFS, reference.sideMultiFrequencyIntegratedLUFS);
-    // Only preset 62 changed.
-    EXPECT_EQ (model.getEQPresetForId (61)->multiFrequencyIntegratedLUFS,
-               presetWithId (61).multiFrequencyIntegratedLUFS);
-
+    EXPECT_TRUE (stored->name == "REFERENCE TRACK" && stored->integratedLUFS == -11.25f);
+    EXPECT_EQ (model.getEQPresetForId (61)->multiFrequencyIntegratedLUFS, presetWithId (61).multiFrequencyIntegratedLUFS);
     auto back = session.referenceAnalysis();
     reference.trackName = back.trackName;
     EXPECT_EQ (back, reference);
@@ -333,83 +228,63 @@ TEST (ModelEQPresets, SessionSideStoresTheReferenceAnalysisInPreset62)
     EXPECT_EQ (model.currentEQPreset, stored);
     EXPECT_EQ (model.defaultEQPresetId, 61);
     EXPECT_EQ (session.selectEQPreset (60), std::nullopt);
-    EXPECT_EQ (model.currentEQPreset, nullptr);
     EXPECT_EQ (session.currentEQPresetId(), std::nullopt);
 }
 
 TEST (EQDifferences, LevelsATrackAgainstAPresetAtEqualLoudness)
 {
     const auto& preset = presetWithId (3);
-    const auto& s = preset.multiFrequencyIntegratedLUFS;
-    const auto& m = preset.midMultiFrequencyIntegratedLUFS;
-    const auto& d = preset.sideMultiFrequencyIntegratedLUFS;
-
-    // The preset's own material: zero everywhere.
-    auto same = eqpresets::eqDifferences (asVector (s), asVector (m), asVector (d), preset.integratedLUFS, preset);
-    for (size_t b = 0; b < 14; ++b)
-    {
-        EXPECT_EQ (same.stereo[b], 0.0f);
-        EXPECT_EQ (same.mid[b], 0.0f);
-        EXPECT_EQ (same.side[b], 0.0f);
-    }
-
-    // 3 dB louder in every band and overall: the same balance.
-    auto louder = eqpresets::eqDifferences (shifted (s, 3.0f), shifted (m, 3.0f), shifted (d, 3.0f),
-                                            preset.integratedLUFS + 3.0f, preset);
-    for (size_t b = 0; b < 14; ++b)
-    {
-        EXPECT_NEAR (louder.stereo[b], 0.0f, 1e-5f);
-        EXPECT_NEAR (louder.mid[b], 0.0f, 1e-5f);
-        EXPECT_NEAR (louder.side[b], 0.0f, 1e-5f);
-    }
-
-    // Louder in the bands only: more energy than the reference everywhere.
-    auto brighter = eqpresets::eqDifferences (shifted (s, 3.0f), asVector (m), asVector (d), preset.integratedLUFS, preset);
-    for (size_t b = 0; b < 14; ++b)
-    {
-        EXPECT_NEAR (brighter.stereo[b], 3.0f, 1e-5f);
-        EXPECT_EQ (brighter.mid[b], 0.0f);
-    }
-
-    // One band 2 dB up in one list: +2 there and nowhere else.
-    auto bump = asVector (m);
+    const float lufs = preset.integratedLUFS;
+    const auto s = shifted (preset.multiFrequencyIntegratedLUFS, 0.0f);
+    const auto m = shifted (preset.midMultiFrequencyIntegratedLUFS, 0.0f);
+    const auto d = shifted (preset.sideMultiFrequencyIntegratedLUFS, 0.0f);
+    auto bump = m;
     bump[7] += 2.0f;
-    auto one = eqpresets::eqDifferences (asVector (s), bump, asVector (d), preset.integratedLUFS, preset);
-    for (size_t b = 0; b < 14; ++b)
-    {
-        EXPECT_NEAR (one.mid[b], b == 7 ? 2.0f : 0.0f, 1e-5f) << b;
-        EXPECT_EQ (one.stereo[b], 0.0f);
-        EXPECT_EQ (one.side[b], 0.0f);
-    }
 
-    // Louder overall with the same bands: the bands read low after levelling.
-    auto quieterBands = eqpresets::eqDifferences (asVector (s), asVector (m), asVector (d), preset.integratedLUFS + 1.5f, preset);
-    EXPECT_NEAR (quieterBands.side[0], -1.5f, 1e-5f);
+    struct Case { const char* what; eqpresets::EQDifferences got; float stereo, mid, side; int onlyBand; float tolerance = 1e-5f; };
+    const Case cases[] = {
+        { "its own material", eqpresets::eqDifferences (s, m, d, lufs, preset), 0.0f, 0.0f, 0.0f, -1, 0.0f },
+        { "3 dB louder throughout",
+          eqpresets::eqDifferences (shifted (preset.multiFrequencyIntegratedLUFS, 3.0f),
+                                    shifted (preset.midMultiFrequencyIntegratedLUFS, 3.0f),
+                                    shifted (preset.sideMultiFrequencyIntegratedLUFS, 3.0f), lufs + 3.0f, preset),
+          0.0f, 0.0f, 0.0f, -1 },
+        { "louder stereo bands only",
+          eqpresets::eqDifferences (shifted (preset.multiFrequencyIntegratedLUFS, 3.0f), m, d, lufs, preset),
+          3.0f, 0.0f, 0.0f, -1 },
+        { "louder overall, same bands", eqpresets::eqDifferences (s, m, d, lufs + 1.5f, preset), -1.5f, -1.5f, -1.5f, -1 },
+        { "one mid band up", eqpresets::eqDifferences (s, bump, d, lufs, preset), 0.0f, 2.0f, 0.0f, 7 },
+    };
+    for (const auto& c : cases)
+        for (size_t b = 0; b < 14; ++b)
+        {
+            SCOPED_TRACE (testing::Message() << c.what << ", band " << b);
+            const bool hit = c.onlyBand < 0 || (int) b == c.onlyBand;
+            EXPECT_NEAR (c.got.stereo[b], c.stereo, c.tolerance);
+            EXPECT_NEAR (c.got.mid[b], hit ? c.mid : 0.0f, c.tolerance);
+            EXPECT_NEAR (c.got.side[b], c.side, c.tolerance);
+        }
 
     // A short list leaves the missing bands at 0.
-    auto shortList = eqpresets::eqDifferences ({ s[0] + 1.0f, s[1] + 1.0f }, preset.integratedLUFS,
-                                               preset.multiFrequencyIntegratedLUFS, preset.integratedLUFS);
+    auto shortList = eqpresets::eqDifferences ({ s[0] + 1.0f, s[1] + 1.0f }, lufs, preset.multiFrequencyIntegratedLUFS, lufs);
     EXPECT_NEAR (shortList[0], 1.0f, 1e-5f);
     EXPECT_NEAR (shortList[1], 1.0f, 1e-5f);
     EXPECT_EQ (shortList[2], 0.0f);
-}
 
-TEST (EQDifferences, ATrackIsLevelledByItsWeightedIntegratedLoudness)
-{
+    // A track is levelled by its weighted integrated loudness, not the plain one.
     Model model;
     Track track (&model);
-    const auto& preset = presetWithId (61);
-    track.multiFrequencyIntegratedLUFS = shifted (preset.multiFrequencyIntegratedLUFS, -4.0f);
-    track.midMultiFrequencyIntegratedLUFS = shifted (preset.midMultiFrequencyIntegratedLUFS, -4.0f);
-    track.sideMultiFrequencyIntegratedLUFS = shifted (preset.sideMultiFrequencyIntegratedLUFS, -2.0f);
-    track.wholeFileReadings.integratedLUFS = preset.integratedLUFS - 4.0f;
-    track.wholeFileReadings.plainIntegrated = preset.integratedLUFS - 9.0f;
-
-    const auto d = eqpresets::eqDifferences (track, preset);
+    const auto& balanced = presetWithId (61);
+    track.multiFrequencyIntegratedLUFS = shifted (balanced.multiFrequencyIntegratedLUFS, -4.0f);
+    track.midMultiFrequencyIntegratedLUFS = shifted (balanced.midMultiFrequencyIntegratedLUFS, -4.0f);
+    track.sideMultiFrequencyIntegratedLUFS = shifted (balanced.sideMultiFrequencyIntegratedLUFS, -2.0f);
+    track.wholeFileReadings.integratedLUFS = balanced.integratedLUFS - 4.0f;
+    track.wholeFileReadings.plainIntegrated = balanced.integratedLUFS - 9.0f;
+    const auto levelled = eqpresets::eqDifferences (track, balanced);
     for (size_t b = 0; b < 14; ++b)
     {
-        EXPECT_NEAR (d.stereo[b], 0.0f, 1e-5f);
-        EXPECT_NEAR (d.mid[b], 0.0f, 1e-5f);
-        EXPECT_NEAR (d.side[b], 2.0f, 1e-5f);
+        EXPECT_NEAR (levelled.stereo[b], 0.0f, 1e-5f);
+        EXPECT_NEAR (levelled.mid[b], 0.0f, 1e-5f);
+        EXPECT_NEAR (levelled.side[b], 2.0f, 1e-5f);
     }
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <memory>
 
@@ -12,104 +13,78 @@ namespace
 {
 constexpr float minusInf = -std::numeric_limits<float>::infinity();
 
-const ThresholdPreset& allRound()
+const ThresholdPreset& preset (int id)
 {
     static const auto groups = presets::makeFactoryPresetGroups();
-    return *presets::findPresetForId (groups, 4);
+    return *presets::findPresetForId (groups, id);
 }
 
-// A stereo track judged against ALL-ROUND with nothing wrong: 100 points, 100 steps and 100
-// loudness-range points, one value per column.
+const ThresholdPreset& allRound() { return preset (4); }
+
+// The series a fault can sit in: sample peak, true peak, short term, integrated, balance,
+// correlation, dynamic range, loudness range.
+std::array<std::vector<float>*, 8> seriesOf (AllReadings& r)
+{
+    return { &r.samplePeakPoints, &r.truePeakPoints, &r.shortTermPoints, &r.integratedPoints,
+             &r.balanceSmoothed, &r.correlationSmoothed, &r.dynamicRangeSteps, &r.loudnessRangePoints };
+}
+
+// A track judged against ALL-ROUND with nothing wrong: 100 points, steps and loudness-range
+// points, one value per column.
 std::unique_ptr<Track> cleanTrack (int numChannels = 2)
 {
     auto t = std::make_unique<Track> (nullptr);
     auto& r = t->wholeFileReadings;
-    const size_t n = 100;
     t->numChannels = numChannels;
     t->analysisComplete = true;
-    t->waveformPoints.assign (n, 0.5f);
-    t->stepCount = (int) n;
-    r.samplePeakPoints.assign (n, -3.0f);
-    r.truePeakPoints.assign (n, -3.0f);
-    r.shortTermPoints.assign (n, -10.0f);
-    r.integratedPoints.assign (n, -12.0f);
+    t->waveformPoints.assign (100, 0.5f);
+    t->stepCount = 100;
+    const float good[] = { -3.0f, -3.0f, -10.0f, -12.0f, 0.0f, 0.9f, 10.0f, 6.0f };
+    for (size_t i = 0; i < 8; ++i)
+        seriesOf (r)[i]->assign (100, good[i]);
     r.integratedLUFS = -12.0f;
-    if (numChannels == 2)
-    {
-        r.balanceSmoothed.assign (n, 0.0f);
-        r.correlationSmoothed.assign (n, 0.9f);
-    }
-    r.dynamicRangeSteps.assign (n, 10.0f);
     r.loudnessRange = 6.0f;
-    r.loudnessRangePoints.assign (n, 6.0f);
     t->pointsPerPixel = t->stepsPerPixel = t->rangePointsPerPixel = 1.0f;
     return t;
 }
 
-enum Fault { peakFault, truePeakFault, shortTermFault, integratedFault, balanceFault, correlationFault,
-             dynamicRangeFault, loudnessRangeFault, faultCount };
-
-void inject (Track& t, Fault f)
+void inject (Track& t, int fault)
 {
     auto& r = t.wholeFileReadings;
-    auto fill = [] (std::vector<float>& v, float x) { std::fill (v.begin(), v.end(), x); };
-    switch (f)
-    {
-        case peakFault:          fill (r.samplePeakPoints, 1.0f); break;
-        case truePeakFault:      fill (r.truePeakPoints, 1.0f); break;
-        case shortTermFault:     fill (r.shortTermPoints, -2.0f); break;
-        case integratedFault:    r.integratedLUFS = -5.0f; fill (r.integratedPoints, -5.0f); break;
-        case balanceFault:       fill (r.balanceSmoothed, -0.5f); break;
-        case correlationFault:   fill (r.correlationSmoothed, -0.5f); break;
-        case dynamicRangeFault:  fill (r.dynamicRangeSteps, 2.0f); break;
-        case loudnessRangeFault: r.loudnessRange = 2.0f; fill (r.loudnessRangePoints, 2.0f); break;
-        case faultCount:         break;
-    }
+    const float bad[] = { 1.0f, 1.0f, -2.0f, -5.0f, -0.5f, -0.5f, 2.0f, 2.0f };
+    seriesOf (r)[(size_t) fault]->assign (100, bad[fault]);
+    if (fault == 3)
+        r.integratedLUFS = -5.0f;
+    if (fault == 7)
+        r.loudnessRange = 2.0f;
 }
 } // namespace
 
 TEST (HeatMapCategories, EachCategoryLooksAtItsOwnReadings)
 {
-    // Which faults each category 0..12 sees.
-    const std::vector<std::vector<Fault>> seen = {
-        { peakFault, truePeakFault, shortTermFault, integratedFault, balanceFault, correlationFault,
-          dynamicRangeFault, loudnessRangeFault },
-        { peakFault, truePeakFault }, { peakFault }, { truePeakFault },
-        { shortTermFault, integratedFault }, { shortTermFault }, { integratedFault },
-        { balanceFault, correlationFault }, { balanceFault }, { correlationFault },
-        { dynamicRangeFault, loudnessRangeFault }, { dynamicRangeFault }, { loudnessRangeFault },
-    };
-
-    for (int f = 0; f < faultCount; ++f)
-    {
+    // Which faults each category 0..12 sees, as a bit mask over seriesOf; 13 sees none.
+    const unsigned seen[] = { 0xff, 0x03, 0x01, 0x02, 0x0c, 0x04, 0x08, 0x30, 0x10, 0x20, 0xc0, 0x40, 0x80, 0x00 };
+    for (int fault = 0; fault < 8; ++fault)
         for (int category = 0; category <= 13; ++category)
         {
+            SCOPED_TRACE (testing::Message() << "fault " << fault << ", category " << category);
             auto t = cleanTrack();
-            EXPECT_FALSE (isOutOfRange (*t, allRound(), 50, t->wholeFileReadings)) << "clean, category " << category;
-
-            inject (*t, (Fault) f);
             t->heatMapCategory = category;
-            const bool expected = category < 13
-                                  && std::find (seen[(size_t) category].begin(), seen[(size_t) category].end(), f)
-                                         != seen[(size_t) category].end();
-            EXPECT_EQ (isOutOfRange (*t, allRound(), 50, t->wholeFileReadings), expected)
-                << "fault " << f << ", category " << category;
+            EXPECT_FALSE (isOutOfRange (*t, allRound(), 50, t->wholeFileReadings));
+            inject (*t, fault);
+            EXPECT_EQ (isOutOfRange (*t, allRound(), 50, t->wholeFileReadings), ((seen[category] >> fault) & 1) != 0);
         }
-    }
-}
 
-TEST (HeatMapCategories, OneChannelIsNeverOutOnBalanceOrCorrelation)
-{
-    auto t = cleanTrack (1);
-    t->wholeFileReadings.balanceSmoothed.assign (100, 0.9f);
-    t->wholeFileReadings.correlationSmoothed.assign (100, -0.9f);
+    // One channel is never out on balance or correlation, and leaves their flags alone.
+    auto mono = cleanTrack (1);
+    inject (*mono, 4);
+    inject (*mono, 5);
     for (int category : { 0, 7, 8, 9 })
     {
-        t->heatMapCategory = category;
-        EXPECT_FALSE (isOutOfRange (*t, allRound(), 50, t->wholeFileReadings));
+        mono->heatMapCategory = category;
+        EXPECT_FALSE (isOutOfRange (*mono, allRound(), 50, mono->wholeFileReadings));
     }
-    EXPECT_FALSE (t->wholeFileReadings.balanceOutOfRange);
-    EXPECT_FALSE (t->wholeFileReadings.correlationOutOfRange);
+    EXPECT_FALSE (mono->wholeFileReadings.balanceOutOfRange || mono->wholeFileReadings.correlationOutOfRange);
 }
 
 TEST (HeatMapCategories, PeakEdgeIsInRangeAndRunningMaximaRise)
@@ -124,12 +99,9 @@ TEST (HeatMapCategories, PeakEdgeIsInRangeAndRunningMaximaRise)
 
     EXPECT_FALSE (isOutOfRange (*t, allRound(), 10, r));
     EXPECT_EQ (r.maxSamplePeakDb, limit);
-    // Only category 0 to 3 looks at true peak; with peak alone it stays untouched.
-    EXPECT_EQ (r.maxTruePeakDb, minusInf);
-
+    EXPECT_EQ (r.maxTruePeakDb, minusInf);  // peak alone leaves true peak untouched
     EXPECT_TRUE (isOutOfRange (*t, allRound(), 11, r));
     EXPECT_GT (r.maxSamplePeakDb, limit);
-
     t->heatMapCategory = peakAndTruePeak;
     EXPECT_FALSE (isOutOfRange (*t, allRound(), 10, r));
     EXPECT_EQ (r.maxTruePeakDb, -0.5f);
@@ -137,70 +109,61 @@ TEST (HeatMapCategories, PeakEdgeIsInRangeAndRunningMaximaRise)
 
 TEST (ColumnStretch, ClipsToTheSeriesAndNeverRunsBackwards)
 {
-    auto s = columnStretch (2.5f, 3, 100);
-    EXPECT_EQ (s.start, 7);   // floor(7.5)
-    EXPECT_EQ (s.end, 10);    // ceil(10.0)
-
-    s = columnStretch (2.5f, 39, 100);
-    EXPECT_EQ (s.start, 97);
-    EXPECT_EQ (s.end, 99);    // ceil(100) clipped to n - 1
-
-    s = columnStretch (0.4f, 7, 100);  // fewer points than columns
-    EXPECT_EQ (s.start, 2);
-    EXPECT_EQ (s.end, 4);             // ceil(3.2000002)
-
-    s = columnStretch (1.0f, 120, 100);
-    EXPECT_EQ (s.start, 120);
-    EXPECT_EQ (s.end, 120);          // raised to start; the tests find no value there
+    struct Case { float ratio; int column; int start, end; };
+    const Case cases[] = {
+        { 2.5f, 3, 7, 10 },      // floor(7.5), ceil(10.0)
+        { 2.5f, 39, 97, 99 },    // ceil(100) clipped to n - 1
+        { 0.4f, 7, 2, 4 },       // fewer points than columns: ceil(3.2000002)
+        { 1.0f, 120, 120, 120 }, // raised to start; the tests find no value there
+    };
+    for (const auto& c : cases)
+    {
+        const auto s = columnStretch (c.ratio, c.column, 100);
+        EXPECT_EQ (s.start, c.start) << c.column;
+        EXPECT_EQ (s.end, c.end) << c.column;
+    }
 }
 
-TEST (ShortTermCheck, OnlyTooLoudCountsAndSilencePasses)
+TEST (LevelChecks, ShortTermIntegratedAndLoudnessRangeEdges)
 {
     AllReadings r;
     r.shortTermPoints = { minusInf, minusInf, -20.0f, -5.0f, -5.0f, -30.0f };
-
-    EXPECT_FALSE (checkShortTerm (0, 2, -9.0f, 3.0f, r));
+    EXPECT_FALSE (checkShortTerm (0, 2, -9.0f, 3.0f, r));  // silence passes
     EXPECT_EQ (r.maxShortTermLUFS, minusInf);
-
     EXPECT_FALSE (checkShortTerm (2, 3, -9.0f, 3.0f, r));  // far too quiet is fine
     EXPECT_EQ (r.maxShortTermLUFS, -20.0f);
-    EXPECT_FALSE (r.shortTermOutOfRange);
-
     EXPECT_TRUE (checkShortTerm (2, 6, -9.0f, 3.0f, r));
     EXPECT_EQ (r.maxShortTermLUFS, -5.0f);
-    EXPECT_TRUE (r.shortTermOutOfRange);
-
-    // Sticky: a passing stretch afterwards leaves the flag set.
     EXPECT_FALSE (checkShortTerm (5, 6, -9.0f, 3.0f, r));
-    EXPECT_TRUE (r.shortTermOutOfRange);
-
-    // An empty stretch takes the value at first; the edge itself passes.
-    AllReadings edge;
+    EXPECT_TRUE (r.shortTermOutOfRange);  // sticky
+    AllReadings edge;                      // an empty stretch takes the value at first; the edge passes
     edge.shortTermPoints = { -6.0f, -100.0f };
     EXPECT_FALSE (checkShortTerm (0, 0, -9.0f, 3.0f, edge));
     EXPECT_EQ (edge.maxShortTermLUFS, -6.0f);
     EXPECT_TRUE (checkShortTerm (0, 0, -6.5f, 0.0f, edge));
-}
 
-TEST (IntegratedCheck, OverallReadingGatesAndEdgesPass)
-{
-    AllReadings r;
     r.integratedPoints = { -17.0f, -7.0f, -18.0f };
-
     r.integratedLUFS = -17.0f;  // exactly at target - range: in range, whatever the series says
     EXPECT_FALSE (checkIntegrated (0, 3, -12.0f, 5.0f, r));
-
     r.integratedLUFS = std::nextafter (-17.0f, -20.0f);
     EXPECT_FALSE (checkIntegrated (0, 2, -12.0f, 5.0f, r));  // both values on the edges
     EXPECT_TRUE (checkIntegrated (0, 3, -12.0f, 5.0f, r));
     EXPECT_FALSE (checkIntegrated (2, 2, -12.0f, 5.0f, r));  // empty stretch
-
-    // With no tolerance: stretches under the target of a file that is over it.
-    r.integratedLUFS = -11.0f;
+    r.integratedLUFS = -11.0f;  // no tolerance: stretches under the target of a file over it
     EXPECT_TRUE (checkIntegrated (2, 3, -12.0f, 0.0f, r));
     EXPECT_FALSE (checkIntegrated (1, 2, -12.0f, 0.0f, r));
-    r.integratedLUFS = -12.0f;
-    EXPECT_FALSE (checkIntegrated (0, 3, -12.0f, 0.0f, r));
+
+    r.loudnessRangePoints = { 4.0f, 2.0f, 1.0f };
+    for (float reading : { 3.5f, 0.0f })  // above the limit, or too short a file: passes
+    {
+        r.loudnessRange = reading;
+        EXPECT_FALSE (checkLoudnessRange (0, 3, 3.0f, r));
+    }
+    r.loudnessRange = 3.0f;  // exactly at the limit goes on to the series
+    EXPECT_FALSE (checkLoudnessRange (0, 1, 3.0f, r));
+    EXPECT_FALSE (r.loudnessRangeOutOfRange);
+    EXPECT_TRUE (checkLoudnessRange (0, 2, 3.0f, r));
+    EXPECT_TRUE (r.loudnessRangeOutOfRange);
 }
 
 TEST (WindowChecks, ThirtyInARowAreNeededAndTheLastValueNeverCounts)
@@ -213,142 +176,88 @@ TEST (WindowChecks, ThirtyInARowAreNeededAndTheLastValueNeverCounts)
         EXPECT_EQ (r.dynamicRangeOutOfRange, length == 31);
     }
 
-    // A run of 30 followed by good values: the loop stops at the first full window.
-    AllReadings run;
+    AllReadings run;  // a run of 30 followed by good values
     run.balanceSmoothed.assign (30, 0.6f);
     run.balanceSmoothed.resize (80, 0.0f);
     EXPECT_TRUE (checkBalance (2, 0, 79, 0.3f, run));
-    EXPECT_TRUE (run.balanceOutOfRange);
-
-    // 29 in a row, or a run broken once, isn't enough.
-    AllReadings shortRun;
+    AllReadings shortRun;  // 29 in a row, and a lone one later, aren't enough
     shortRun.balanceSmoothed.assign (29, -0.6f);
     shortRun.balanceSmoothed.resize (80, 0.0f);
     shortRun.balanceSmoothed[50] = 0.9f;
     EXPECT_FALSE (checkBalance (2, 0, 79, 0.3f, shortRun));
     EXPECT_FALSE (shortRun.balanceOutOfRange);
-
     // The flag is sticky over later passing runs; first > last leaves it alone.
     EXPECT_FALSE (checkBalance (2, 40, 79, 0.3f, run));
     EXPECT_FALSE (checkBalance (2, 10, 9, 0.3f, run));
     EXPECT_TRUE (run.balanceOutOfRange);
-}
 
-TEST (WindowChecks, ConditionsOfEachTest)
-{
+    // Balance and dynamic range take the magnitude, correlation doesn't; its edge passes.
     AllReadings r;
-    // Balance takes the magnitude: values left of centre count.
     r.balanceSmoothed.assign (40, -0.31f);
-    EXPECT_TRUE (checkBalance (2, 0, 39, 0.3f, r));
-    // Correlation takes no magnitude: strongly positive values are fine, the edge passes.
     r.correlationSmoothed.assign (40, 0.9f);
-    EXPECT_FALSE (checkCorrelation (2, 0, 39, -0.2f, r));
+    r.dynamicRangeSteps.assign (40, -8.0f);
+    EXPECT_TRUE (checkBalance (2, 0, 39, 0.3f, r));
+    EXPECT_FALSE (checkCorrelation (2, 0, 39, -0.2f, r) || checkDynamicRange (0, 39, 5.0f, r));
     r.correlationSmoothed.assign (40, -0.2f);
     EXPECT_FALSE (checkCorrelation (2, 0, 39, -0.2f, r));
     r.correlationSmoothed.assign (40, -0.21f);
     EXPECT_TRUE (checkCorrelation (2, 0, 39, -0.2f, r));
-    // Dynamic range takes the magnitude.
-    r.dynamicRangeSteps.assign (40, -8.0f);
-    EXPECT_FALSE (checkDynamicRange (0, 39, 5.0f, r));
-    // One channel: never out, flags untouched.
-    AllReadings mono;
-    mono.balanceSmoothed.assign (40, 1.0f);
-    mono.correlationSmoothed.assign (40, -1.0f);
-    EXPECT_FALSE (checkBalance (1, 0, 39, 0.3f, mono));
-    EXPECT_FALSE (checkCorrelation (1, 0, 39, -0.2f, mono));
-    EXPECT_FALSE (mono.balanceOutOfRange || mono.correlationOutOfRange);
-}
+    EXPECT_FALSE (checkBalance (1, 0, 39, 0.0f, r) || checkCorrelation (1, 0, 39, 0.0f, r));
 
-TEST (WindowChecks, DynamicRangeMinimumLeavesTheLastIndexOut)
-{
-    AllReadings r;
+    // The minimum leaves the last index out and takes the value at first when empty.
     r.dynamicRangeSteps = { 8.0f, 3.0f, 9.0f, 1.0f };
+    r.minDynamicRange = AllReadings::plusInfinity;
     checkDynamicRange (0, 3, 5.0f, r);
     EXPECT_EQ (r.minDynamicRange, 3.0f);
-    checkDynamicRange (3, 3, 5.0f, r);  // an empty stretch takes the value at first
-    EXPECT_EQ (r.minDynamicRange, 1.0f);
-    checkDynamicRange (0, 2, 5.0f, r);  // only ever lowered
+    checkDynamicRange (3, 3, 5.0f, r);
     EXPECT_EQ (r.minDynamicRange, 1.0f);
 }
 
-TEST (LoudnessRangeCheck, ReadingGatesTheSeries)
-{
-    AllReadings r;
-    r.loudnessRangePoints = { 4.0f, 2.0f, 1.0f };
-
-    r.loudnessRange = 3.5f;  // above the limit: passes
-    EXPECT_FALSE (checkLoudnessRange (0, 3, 3.0f, r));
-    r.loudnessRange = 0.0f;  // too short a file: passes
-    EXPECT_FALSE (checkLoudnessRange (0, 3, 3.0f, r));
-    r.loudnessRange = 3.0f;  // exactly at the limit goes on to the series
-    EXPECT_FALSE (checkLoudnessRange (0, 1, 3.0f, r));
-    EXPECT_FALSE (r.loudnessRangeOutOfRange);
-    EXPECT_TRUE (checkLoudnessRange (0, 2, 3.0f, r));
-    EXPECT_TRUE (r.loudnessRangeOutOfRange);
-}
-
-TEST (ScanForProblems, SetsRatiosAndJudgesTheWholeWidth)
+TEST (ScanForProblems, SetsRatiosJudgesAllReadingsAndKeepsFlags)
 {
     auto t = cleanTrack();
     t->heatMapCategory = balanceOnly;
     t->wholeFileReadings.samplePeakPoints[77] = 0.5f;
-
     scanForProblems (*t, allRound(), 50);
     EXPECT_FLOAT_EQ (t->pointsPerPixel, 2.0f);
     EXPECT_FLOAT_EQ (t->stepsPerPixel, 2.0f);
     EXPECT_FLOAT_EQ (t->rangePointsPerPixel, 2.0f);
-    EXPECT_TRUE (t->hasProblems);        // judged with all readings, not the chosen category
+    EXPECT_TRUE (t->hasProblems);  // judged with all readings, not the chosen category
     EXPECT_EQ (t->heatMapCategory, balanceOnly);
     EXPECT_EQ (t->wholeFileReadings.maxSamplePeakDb, 0.5f);
-    EXPECT_EQ (t->wholeFileReadings.maxShortTermLUFS, -10.0f);
     EXPECT_EQ (t->wholeFileReadings.minDynamicRange, 10.0f);
 
+    // Flags stay set under a more lenient preset: -5 is over ALL-ROUND's -6, under COMPOSER's -4.
     t->wholeFileReadings.samplePeakPoints[77] = -3.0f;
-    scanForProblems (*t, allRound(), 50);
+    t->wholeFileReadings.shortTermPoints[20] = -5.0f;
+    scanForProblems (*t, allRound(), 100);
+    EXPECT_TRUE (t->hasProblems);
+    scanForProblems (*t, preset (10), 100);
     EXPECT_FALSE (t->hasProblems);
+    EXPECT_TRUE (t->wholeFileReadings.shortTermOutOfRange);
+
+    // Only the first region is judged, its columns counted from its start: 40..49 become 0..9.
+    auto looped = cleanTrack();
+    Loop first, second;
+    first.startPixel = 40;
+    first.endPixel = 50;
+    second.endPixel = 99;
+    looped->loops = { first, second };
+    looped->wholeFileReadings.samplePeakPoints[60] = 2.0f;
+    scanForProblems (*looped, allRound(), 100);
+    EXPECT_FALSE (looped->hasProblems);
+    looped->wholeFileReadings.samplePeakPoints[5] = 2.0f;
+    scanForProblems (*looped, allRound(), 100);
+    EXPECT_TRUE (looped->hasProblems);
 
     auto reference = cleanTrack();
     reference->isReference = true;
-    inject (*reference, peakFault);
+    inject (*reference, 0);
     scanForProblems (*reference, allRound(), 100);
     EXPECT_FALSE (reference->hasProblems);
 }
 
-TEST (ScanForProblems, OnlyTheFirstRegionIsJudgedCountedFromItsStart)
-{
-    auto t = cleanTrack();
-    Loop first;
-    first.startPixel = 40;
-    first.endPixel = 50;
-    Loop second;
-    second.startPixel = 0;
-    second.endPixel = 99;
-    t->loops = { first, second };
-
-    // Columns 40..49 become 0..9: a fault at point 60 lies outside them.
-    t->wholeFileReadings.samplePeakPoints[60] = 2.0f;
-    scanForProblems (*t, allRound(), 100);
-    EXPECT_FALSE (t->hasProblems);
-
-    t->wholeFileReadings.samplePeakPoints[5] = 2.0f;
-    scanForProblems (*t, allRound(), 100);
-    EXPECT_TRUE (t->hasProblems);
-}
-
-TEST (ScanForProblems, FlagsStaySetUnderALenientPreset)
-{
-    auto t = cleanTrack();
-    t->wholeFileReadings.shortTermPoints[20] = -5.0f;  // over ALL-ROUND's -6, under COMPOSER's -4
-    scanForProblems (*t, allRound(), 100);
-    EXPECT_TRUE (t->wholeFileReadings.shortTermOutOfRange);
-
-    const auto groups = presets::makeFactoryPresetGroups();
-    scanForProblems (*t, *presets::findPresetForId (groups, 10), 100);
-    EXPECT_FALSE (t->hasProblems);
-    EXPECT_TRUE (t->wholeFileReadings.shortTermOutOfRange);
-}
-
-TEST (WholeTrackTests, RunOnFinishedTracksOverWholeSeries)
+TEST (WholeTrackTests, RunOnFinishedTracksOverWholeSeriesOfTheCurrentReadings)
 {
     auto t = cleanTrack();
     auto& r = t->wholeFileReadings;
@@ -359,14 +268,12 @@ TEST (WholeTrackTests, RunOnFinishedTracksOverWholeSeries)
     t->analysisComplete = false;
     runWholeTrackTests (*t, allRound());
     EXPECT_FALSE (r.dynamicRangeOutOfRange);
-
     t->analysisComplete = true;
     runWholeTrackTests (*t, allRound());
     EXPECT_TRUE (r.dynamicRangeOutOfRange);
     EXPECT_FALSE (r.loudnessRangeOutOfRange);
     EXPECT_EQ (r.minDynamicRange, 2.0f);
 
-    // They judge currentReadings.
     t->loopReadings.dynamicRangeSteps.assign (40, 1.0f);
     t->currentReadings = &t->loopReadings;
     runWholeTrackTests (*t, allRound());

@@ -3,15 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 namespace
 {
-const ThresholdPreset& byId (const std::vector<PresetGroup>& groups, int id)
-{
-    return *presets::findPresetForId (groups, id);
-}
-
 ThresholdPreset makePreset (int id, int groupId, const char* name)
 {
     ThresholdPreset p;
@@ -22,120 +15,71 @@ ThresholdPreset makePreset (int id, int groupId, const char* name)
 }
 } // namespace
 
-TEST (ThresholdPresetTable, FourGroupsHoldThirtyTwoUniqueIdsInOrder)
+TEST (ThresholdPresetTable, GroupsIdsAndDistinctiveRows)
 {
     const auto groups = presets::makeFactoryPresetGroups();
+    auto byId = [&] (int id) -> const ThresholdPreset& { return *presets::findPresetForId (groups, id); };
     ASSERT_EQ (groups.size(), 4u);
-
     const char* names[] = { "MIXING", "MASTERING", "BROADCAST", "USER" };
-    const int firstIds[] = { 0, 4, 19, 27 };
-    const size_t counts[] = { 4, 15, 8, 5 };
-    std::set<int> ids;
-
+    const int firstIds[] = { 0, 4, 19, 27, 32 };  // ids run 0..31 through the groups
     for (int g = 0; g < 4; ++g)
     {
         const auto& group = groups[(size_t) g];
         EXPECT_EQ (group.groupId, g);
         EXPECT_EQ (group.name, names[g]);
-        ASSERT_EQ (group.presets.size(), counts[g]);
-
+        ASSERT_EQ ((int) group.presets.size(), firstIds[g + 1] - firstIds[g]);
         for (size_t i = 0; i < group.presets.size(); ++i)
-        {
-            EXPECT_EQ (group.presets[i].groupId, g);
-            EXPECT_EQ (group.presets[i].presetId, firstIds[g] + (int) i);
-            ids.insert (group.presets[i].presetId);
-        }
+            EXPECT_TRUE (group.presets[i].groupId == g && group.presets[i].presetId == firstIds[g] + (int) i);
     }
-    EXPECT_EQ (ids.size(), 32u);
-    EXPECT_EQ (*ids.begin(), 0);
-    EXPECT_EQ (*ids.rbegin(), 31);
-
     // The Model itself starts with the three factory groups; the user group comes with the settings.
     EXPECT_EQ (presets::makeFactoryPresetGroups (3).size(), 3u);
-}
 
-TEST (ThresholdPresetTable, DistinctiveRowsHoldTheirValues)
-{
-    const auto groups = presets::makeFactoryPresetGroups();
-
-    const auto& composer = byId (groups, 10);
-    EXPECT_EQ (composer.name, "COMPOSER");
-    EXPECT_EQ (composer.peak, -0.5f);
-    EXPECT_EQ (composer.truePeakRange, 0.5f);
-    EXPECT_EQ (composer.shortTermLUFSRange, 5.0f);
-    EXPECT_EQ (composer.loudnessRange, 2.0f);
-    EXPECT_EQ (composer.stereoBalance, 0.9f);
-    EXPECT_EQ (composer.stereoCorrelation, -0.3f);
-
-    const auto& spotifyLoud = byId (groups, 16);
-    EXPECT_EQ (spotifyLoud.name, "SPOTIFY LOUD");
-    EXPECT_EQ (spotifyLoud.peakTarget, -2.0f);
-    EXPECT_EQ (spotifyLoud.integratedLUFS, -11.0f);
-    EXPECT_EQ (spotifyLoud.integratedLUFSRange, 2.0f);
-
-    const auto& ebu = byId (groups, 24);
-    EXPECT_EQ (ebu.name, "EBU R 128");
-    EXPECT_EQ (ebu.truePeak, -1.5f);
-    EXPECT_EQ (ebu.shortTermLUFS, 0.0f);
-    EXPECT_EQ (ebu.integratedLUFS, -23.0f);
-    EXPECT_EQ (ebu.integratedLUFSRange, 0.5f);
-    EXPECT_EQ (ebu.loudnessRange, 15.0f);
-    EXPECT_EQ (ebu.stereoCorrelation, -0.5f);
+    EXPECT_EQ (byId (10).name, "COMPOSER");
+    EXPECT_EQ (byId (16).name, "SPOTIFY LOUD");
+    EXPECT_EQ (byId (24).name, "EBU R 128");
+    using P = ThresholdPreset;
+    const std::tuple<int, float P::*, float> values[] = {
+        { 10, &P::peak, -0.5f }, { 10, &P::truePeakRange, 0.5f }, { 10, &P::shortTermLUFSRange, 5.0f },
+        { 10, &P::stereoBalance, 0.9f }, { 10, &P::stereoCorrelation, -0.3f }, { 16, &P::peakTarget, -2.0f },
+        { 16, &P::integratedLUFS, -11.0f }, { 24, &P::truePeak, -1.5f }, { 24, &P::integratedLUFS, -23.0f },
+        { 24, &P::integratedLUFSRange, 0.5f }, { 24, &P::loudnessRange, 15.0f }, { 24, &P::stereoCorrelation, -0.5f },
+    };
+    for (auto [id, field, value] : values)
+        EXPECT_EQ (byId (id).*field, value) << id;
 
     // The five user presets start as copies of ALL-ROUND.
-    const auto& allRound = byId (groups, 4);
     for (int id = 27; id <= 31; ++id)
     {
-        const auto& user = byId (groups, id);
-        EXPECT_EQ (user.name, "USER" + juce::String (id - 26));
-        EXPECT_EQ (user.peakTarget, allRound.peakTarget);
-        EXPECT_EQ (user.integratedLUFSRange, allRound.integratedLUFSRange);
-        EXPECT_EQ (user.dynamicRange, allRound.dynamicRange);
-        EXPECT_EQ (user.stereoCorrelation, allRound.stereoCorrelation);
+        EXPECT_EQ (byId (id).name, "USER" + juce::String (id - 26));
+        EXPECT_EQ (byId (id).integratedLUFSRange, byId (4).integratedLUFSRange);
+        EXPECT_EQ (byId (id).stereoCorrelation, byId (4).stereoCorrelation);
     }
-}
 
-TEST (PresetLookup, SameNamesInDifferentGroupsAreTellApartById)
-{
-    const auto groups = presets::makeFactoryPresetGroups();
-    const std::pair<int, int> pairs[] = { { 0, 7 }, { 1, 12 }, { 2, 13 } };
-
-    for (auto [mixing, mastering] : pairs)
+    // Same names in MIXING and MASTERING are told apart by id; the label names the group.
+    const std::pair<int, int> sameNames[] = { { 0, 7 }, { 1, 12 }, { 2, 13 } };
+    for (auto [mixing, mastering] : sameNames)
     {
-        const auto& a = byId (groups, mixing);
-        const auto& b = byId (groups, mastering);
-        EXPECT_EQ (a.name, b.name);
-        EXPECT_EQ (a.groupId, 0);
-        EXPECT_EQ (b.groupId, 1);
-        EXPECT_EQ (a.presetId, mixing);
-        EXPECT_EQ (b.presetId, mastering);
+        EXPECT_EQ (byId (mixing).name, byId (mastering).name);
+        EXPECT_TRUE (byId (mixing).presetId == mixing && byId (mixing).groupId == 0);
+        EXPECT_TRUE (byId (mastering).presetId == mastering && byId (mastering).groupId == 1);
     }
+    EXPECT_EQ (presets::presetLabel (groups, &byId (4)), "MASTERING: ALL-ROUND");
+    EXPECT_EQ (presets::presetLabel (groups, &byId (20)), "BROADCAST: AGCOM 219/09/CSP");
+    EXPECT_EQ (presets::presetLabel (groups, nullptr), "[NO PRESET SELECTED]");
 }
 
-TEST (PresetLookup, UnknownIdGivesTheFirstPresetOfTheFirstGroup)
+TEST (PresetLookup, UnknownIdGivesTheFirstPresetAndTheLastFindWins)
 {
-    auto groups = presets::makeFactoryPresetGroups();
-
+    auto factory = presets::makeFactoryPresetGroups();
     for (int id : { 999, 32, -1 })
-    {
-        const auto* p = presets::findPresetForId (groups, id);
-        ASSERT_NE (p, nullptr);
-        EXPECT_EQ (p, &groups[0].presets[0]);
-        EXPECT_EQ (p->name, "BALANCED");
-        EXPECT_EQ (groups[(size_t) p->groupId].name, "MIXING");
-    }
-
+        EXPECT_EQ (presets::findPresetForId (factory, id), &factory[0].presets[0]) << id;
+    EXPECT_EQ (factory[0].presets[0].name, "BALANCED");
     // The user ids are unknown while only the three factory groups are loaded.
-    const auto threeGroups = presets::makeFactoryPresetGroups (3);
-    EXPECT_EQ (presets::findPresetForId (threeGroups, 27)->presetId, 0);
-}
+    EXPECT_EQ (presets::findPresetForId (presets::makeFactoryPresetGroups (3), 27)->presetId, 0);
 
-TEST (PresetLookup, FindsGoThroughTheOwningGroupAndTheLastFindWins)
-{
     std::vector<PresetGroup> groups (3);
     for (int g = 0; g < 3; ++g)
         groups[(size_t) g].groupId = g;
-
     groups[0].presets = { makePreset (0, 0, "FIRST"), makePreset (5, 2, "FILED IN ZERO, OWNED BY TWO") };
     groups[1].presets = { makePreset (5, 1, "ONE A"), makePreset (5, 1, "ONE B") };
     groups[2].presets = { makePreset (5, 2, "TWO") };
@@ -143,60 +87,34 @@ TEST (PresetLookup, FindsGoThroughTheOwningGroupAndTheLastFindWins)
     // Group 0's find walks group 2, group 1's walks group 1 (B is its last), group 2's walks
     // group 2 again: that last find is the answer.
     EXPECT_EQ (presets::findPresetForId (groups, 5), &groups[2].presets[0]);
-
-    groups[2].presets[0].presetId = 6;
     // Now only groups 0 and 1 hold id 5; group 0's find leads to group 2, which lacks it.
+    groups[2].presets[0].presetId = 6;
     EXPECT_EQ (presets::findPresetForId (groups, 5), &groups[1].presets[1]);
-
     const auto& constGroups = groups;
-    EXPECT_EQ (presets::findPresetForId (constGroups, 5), presets::findPresetForId (groups, 5));
+    EXPECT_EQ (presets::findPresetForId (constGroups, 5), &groups[1].presets[1]);
 }
 
-TEST (PresetLookup, LabelNamesGroupAndPreset)
-{
-    const auto groups = presets::makeFactoryPresetGroups();
-    EXPECT_EQ (presets::presetLabel (groups, &byId (groups, 4)), "MASTERING: ALL-ROUND");
-    EXPECT_EQ (presets::presetLabel (groups, &byId (groups, 0)), "MIXING: BALANCED");
-    EXPECT_EQ (presets::presetLabel (groups, &byId (groups, 20)), "BROADCAST: AGCOM 219/09/CSP");
-    EXPECT_EQ (presets::presetLabel (groups, nullptr), "[NO PRESET SELECTED]");
-}
-
-TEST (PresetStepping, WrapsWithTheFixedModulus)
+TEST (PresetStepping, WrapsWithTheFixedModulusAndOnlySelectingIsRemembered)
 {
     EXPECT_EQ (presets::nextPresetId (31), 0);
     EXPECT_EQ (presets::previousPresetId (0), 31);
-    EXPECT_EQ (presets::nextPresetId (18), 19);
-    EXPECT_EQ (presets::previousPresetId (27), 26);
-
-    int id = 4;
-    std::set<int> seen;
     for (int i = 0; i < 32; ++i)
     {
-        seen.insert (id);
-        id = presets::nextPresetId (id);
-    }
-    EXPECT_EQ (id, 4);
-    EXPECT_EQ (seen.size(), 32u);
-
-    for (int i = 0; i < 32; ++i)
+        EXPECT_EQ (presets::nextPresetId (i), (i + 1) % 32);
         EXPECT_EQ (presets::previousPresetId (presets::nextPresetId (i)), i);
-}
+    }
 
-TEST (ModelPresets, SelectingRemembersTheIdAndSteppingDoesNot)
-{
     Model model;
     model.presetGroups = presets::makeFactoryPresetGroups();
     EXPECT_EQ (model.defaultPresetId, 4);
     EXPECT_EQ (model.defaultEQPresetId, 61);
-
     model.selectPresetById (31);
     ASSERT_NE (model.currentPreset, nullptr);
     EXPECT_EQ (model.currentPreset->name, "USER5");
     EXPECT_EQ (model.defaultPresetId, 31);
 
     model.stepPreset (true);
-    EXPECT_EQ (model.currentPreset->presetId, 0);
-    EXPECT_EQ (model.currentPreset->groupId, 0);
+    EXPECT_TRUE (model.currentPreset->presetId == 0 && model.currentPreset->groupId == 0);
     model.stepPreset (false);
     model.stepPreset (false);
     EXPECT_EQ (model.currentPreset->presetId, 30);
