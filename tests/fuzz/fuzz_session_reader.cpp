@@ -40,8 +40,11 @@ extern "C" int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
     // The inner layer on its own, as if the bytes were an already decoded block.
     (void) xmlwrap::unwrap (data, size);
 
-    // Paths reach these from the system, so they are well formed.
-    const auto text = xmlwrap::validUtf8 (juce::String::createStringFromData (data, (int) size));
+    // Paths reach these from the system, so they are well formed. The bytes go through a
+    // stream as a file's do: the toolkit's conversion reads one byte past a lone byte-order
+    // mark, which a stream's spare room absorbs.
+    juce::MemoryInputStream in (data, size, false);
+    const auto text = xmlwrap::validUtf8 (in.readEntireStreamAsString());
     (void) sessionfile::hasSessionExtension (text);
     (void) sessionfile::sessionName (text);
 
