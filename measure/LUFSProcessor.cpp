@@ -328,6 +328,14 @@ void LUFSProcessor<N>::renewRollingPeak()
 }
 
 template <int N>
+void LUFSProcessor<N>::resetShortTermWindow()
+{
+    std::fill (shortTermRing.get(), shortTermRing.get() + shortTermLength, std::pow (10.0f, -6.9309f));
+    shortTermValue = minusInfinity;
+    shortTermWrite = 0;
+}
+
+template <int N>
 void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
 {
     if (sampleRate == 0.0)

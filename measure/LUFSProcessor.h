@@ -75,6 +75,9 @@ public:
     float updateLoudnessRange (float shortTermLevel);
 
     void resetMeasure (bool keepLevel, float level);
+    // Fills the 3 s window with the -70 LUFS power and forgets the held short-term value,
+    // as every analysis does before its first sample.
+    void resetShortTermWindow();
 
     // The one gating pass over all N block powers; renews integratedValue.
     void gatingPass();

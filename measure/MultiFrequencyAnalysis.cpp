@@ -47,31 +47,6 @@ void BiQuadBandpassVector::clearState()
         std::fill (channel, channel + 4, 0.0);
 }
 
-void BiQuadBandpassVector::filterInPlace (int channel, double* samples, int n)
-{
-    const double c0 = normalised[0], c1 = normalised[1], c2 = normalised[2];
-    const double d1 = normalised[3], d2 = normalised[4];
-    double* s = state[channel];
-    double x1 = s[0], x2 = s[1], y1 = s[2], y2 = s[3];
-
-    for (int i = 0; i < n; ++i)
-    {
-        const double x = samples[i];
-        // The term in y1 goes last: it is the only one waiting on the previous output.
-        const double y = c0 * x + c1 * x1 + c2 * x2 - d2 * y2 - d1 * y1;
-        x2 = x1;
-        x1 = x;
-        y2 = y1;
-        y1 = y;
-        samples[i] = y;
-    }
-
-    s[0] = x1;
-    s[1] = x2;
-    s[2] = y1;
-    s[3] = y2;
-}
-
 void BiQuadBandpassVector::filterBlock (const float* left, const float* right,
                                         float* leftOut, float* rightOut, int n)
 {
@@ -181,12 +156,7 @@ void MultiFrequencyAnalysis::resetBands()
     blockLevels.clear();
 
     if (auto* meter = stereoTyped[0])
-    {
-        const float fill = std::pow (10.0f, -6.9309f);
-        std::fill (meter->shortTermRing.get(), meter->shortTermRing.get() + meter->shortTermLength, fill);
-        meter->shortTermValue = -std::numeric_limits<float>::infinity();
-        meter->shortTermWrite = 0;
-    }
+        meter->resetShortTermWindow();
 
     for (auto& filter : filters)
         filter.clearState();

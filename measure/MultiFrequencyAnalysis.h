@@ -24,9 +24,6 @@ public:
     // Zero input and output history on both channels.
     void clearState();
 
-    // Filters n samples of one channel (0 left, 1 right) in place through that channel's state.
-    void filterInPlace (int channel, double* samples, int n);
-
     // Widens n samples of each channel to double, filters them through that channel's state and
     // narrows the result to float. right may be null (then rightOut is left alone).
     void filterBlock (const float* left, const float* right, float* leftOut, float* rightOut, int n);
