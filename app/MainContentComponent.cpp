@@ -228,6 +228,21 @@ void MainContentComponent::timerCallback()
         }
     }
 
+    if (keyFocusTicks > 0)
+    {
+        --keyFocusTicks;
+        auto* peer = getPeer();
+        if (peer != nullptr && peer->isFocused() && hasKeyboardFocus (true))
+        {
+            keyFocusTicks = 0;
+        }
+        else if (peer != nullptr && isShowing())
+        {
+            peer->grabFocus();
+            grabKeyboardFocus();
+        }
+    }
+
     if (model.statusCountdown < 0)
     {
         if (statusLabel.isVisible() || statusLabel.getText().isNotEmpty())
@@ -814,7 +829,7 @@ void MainContentComponent::openSessionOrAudioFiles()
                                   if (c == nullptr)
                                       return;
                                   // The keys come back to this component as the chooser closes.
-                                  c->grabKeyboardFocus();
+                                  c->keyFocusTicks = 30;
                                   if (! results.isEmpty())
                                       c->loadFiles (results);
                               });
