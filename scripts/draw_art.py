@@ -310,8 +310,9 @@ def readout_family(out, family, title):
     looks = {
         "Normal": (TEXT, 0.55),
         "Hover": (TEXT, 0.9),
-        "Problem": (PROBLEM, 0.8),
-        "ProblemHoverDown": (PROBLEM, 1.0),
+        # Over its target the button's fill turns red, so the title stays light on it.
+        "Problem": (TEXT, 0.8),
+        "ProblemHoverDown": (TEXT, 1.0),
     }
     for state, (ink, op) in looks.items():
         # The icon stands at (8, 10) and the figures at y 53 and 74: the title goes under them. The
