@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The track strips end to end on a virtual display. A session of two music-like files opens under
 # MIXING: BALANCED; one passes it, the other peaks too high every two seconds. The heat maps are
-# read from screenshots, then a strip, a readout, a seek, a span and the feedback view are
-# driven by the pointer, with a screenshot of every step in the output folder.
+# read from screenshots, then the keys, a readout, a seek, a span and the feedback view are
+# driven by the keyboard and pointer, with a screenshot of every step in the output folder.
 # Usage: e2e.sh <orvane> <orvane_e2e_helper> <orvane_strip_e2e_helper> <output folder>
 # Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
 set -euo pipefail
@@ -60,7 +60,17 @@ colours="$(wave_colours 1-loaded 0)"
 has_colour "$colours" ff4c58c8 || fail "the passing track shows no waveform in 0xff4c58c8: $colours"
 only_colours "$colours" ff4c58c8 ff121212 || fail "the passing track's waveform is not 0xff4c58c8 throughout: $colours"
 
-# 2. A click on the failing track's waveform makes its strip active, at full alpha, with every
+# 2. The keys work from the start, without a click into the window: Right makes the second strip
+# active (every reading shown, the peak one over its target), Left the first again.
+xdotool mousemove $((wx + 600)) $((wy + 20))
+xdotool key Right
+shot 2-right-key
+[ "$(readout_fill 2-right-key 1 1)" = "fffa4d42" ] || fail "Right did not make the second strip active: $(readout_fill 2-right-key 1 1)"
+xdotool key Left
+shot 2-left-key
+[ "$(readout_fill 2-left-key 0 0)" = "ff4c58c8" ] || fail "Left did not make the first strip active: $(readout_fill 2-left-key 0 0)"
+
+# A click on the failing track's waveform makes its strip active, at full alpha, with every
 # reading shown: its heat map is dim with red columns at the loud bursts.
 xdotool mousemove $((wave_x + 3)) $(($(strip_y 1) + 20)) click 1
 xdotool mousemove $((wx + 600)) $((wy + 20))
