@@ -105,9 +105,11 @@ void Playback::togglePlayback()
     }
     else
     {
+        // The callback is told first, so that from its next block on it touches the transport
+        // only through the call that the source's change is locked against.
+        model.transportRunning = false;
         changeTransportState (stopping);
         model.transport.setSource (nullptr);
-        model.transportRunning = false;
     }
     startTimer (pollMs);
 }
@@ -119,10 +121,19 @@ void Playback::changeTransportState (int newState)
     transportState = newState;
     if (newState == starting)
         model.transport.start();
-    else if (newState == stopping && model.transport.isPlaying())
+    else if (newState == stopping && model.transport.isPlaying() && deviceCallsBack())
         model.transport.stop();  // waits up to 500 steps of 2 ms for the audio thread, then tells
     else if (newState == stopping)
-        transportState = stopped;  // it stopped by itself at the end of the file: no news will come
+        // It stopped by itself at the end of the file, or no device calls back to confirm a stop
+        // (the source, taken away next, stops it at once): no news will come.
+        transportState = stopped;
+}
+
+bool Playback::deviceCallsBack() const
+{
+    auto* manager = model.audioDeviceManager;
+    auto* device = manager != nullptr ? manager->getCurrentAudioDevice() : nullptr;
+    return device != nullptr && device->isPlaying();
 }
 
 void Playback::changeListenerCallback (juce::ChangeBroadcaster* source)
@@ -138,18 +149,12 @@ void Playback::prepareToPlay (int samplesPerBlockExpected, double sampleRate)
 
 void Playback::renderNextBlock (const juce::AudioSourceChannelInfo& info) noexcept
 {
-    Track* track = model.activeTrack;
-    if (! model.transportRunning || track == nullptr)
-    {
-        info.clearActiveBufferRegion();
-        return;
-    }
-
     auto& transport = model.transport;
+    Track* track = model.activeTrack;
 
-    // Past the end until the message thread has stopped: silence, while the transport still
-    // runs so that a stop waiting for it returns at once.
-    if (endOfFile.load())
+    // Stopped, or past the end until the message thread has stopped: silence. The transport is
+    // still called, so that a stop waiting for it returns at once; stopped, it reads nothing.
+    if (! model.transportRunning || track == nullptr || endOfFile.load())
     {
         transport.getNextAudioBlock (info);
         info.clearActiveBufferRegion();

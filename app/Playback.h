@@ -61,6 +61,8 @@ public:
 
 private:
     void timerCallback() override;
+    // Whether a sound device is running this callback; without one nothing confirms a stop.
+    bool deviceCallsBack() const;
 
     Model& model;
     // Set by the audio thread when the file ran out; the stop itself, which may wait for the

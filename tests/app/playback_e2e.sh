@@ -6,7 +6,7 @@
 # move by -14 minus the file's unweighted integrated loudness (as orvane-check reads it) with
 # it on.
 # Usage: playback_e2e.sh <orvane> <orvane_e2e_helper> <orvane-check> <output folder>
-# Exits 77 (skipped) when Xvfb, xdotool, pulseaudio, pactl or parec is missing.
+# Exits 77 (skipped) when Xvfb, xdotool, ImageMagick, pulseaudio, pactl or parec is missing.
 set -euo pipefail
 # shellcheck source=e2e/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
@@ -16,9 +16,9 @@ helper="$2"
 checker="$3"
 out="$4"
 
-for tool in Xvfb xdotool pulseaudio pactl parec; do
+for tool in Xvfb xdotool import convert pulseaudio pactl parec; do
     if ! command -v "$tool" >/dev/null 2>&1; then
-        echo "skipped: $tool is not installed (apt-get install xvfb xdotool pulseaudio pulseaudio-utils)"
+        echo "skipped: $tool is not installed (apt-get install xvfb xdotool imagemagick pulseaudio pulseaudio-utils)"
         exit 77
     fi
 done
@@ -112,9 +112,21 @@ field() { awk -v key="$1" '{ for (i = 1; i < NF; ++i) if ($i == key) print $(i +
 
 record "$out/match-off.wav"
 
+# The colour of a pixel of the window, as RRGGBB.
+pixel() {
+    import -window "$window" "$work/shot.png" && convert "$work/shot.png" -format "%[hex:p{$1,$2}]" info:
+}
+# Under the loudness match button, in the gap above the strip.
+choices_x=700
+choices_y=47
+[ "$(pixel $choices_x $choices_y)" != "4C58C8" ] || fail "the loudness match choices show before the pointer came"
+
 # The loudness match button, at the top bar's right end: integrated, -14 LUFS, as it starts.
+# Hovering shows its choices beneath it.
 xdotool mousemove --window "$window" 727 20 click 1
-sleep 0.3
+sleep 0.5
+[ "$(pixel $choices_x $choices_y)" = "4C58C8" ] || fail "hovering the loudness match button showed no choices"
+import -window "$window" "$out/choices.png"
 xdotool mousemove --window "$window" 300 500
 sleep 0.3
 record "$out/match-on.wav"
