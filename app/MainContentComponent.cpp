@@ -197,11 +197,13 @@ MainContentComponent::~MainContentComponent()
     authorisationWindow.removeActionListener (this);
     helpWindow->removeActionListener (this);
 
+    // The callback is detached first: once that returns no block is under way, so the stop
+    // needn't wait for one and the source can go.
+    model.transportRunning = false;
+    deviceManager.removeAudioCallback (&audioSourcePlayer);
+    audioSourcePlayer.setSource (nullptr);
     changeTransportState (3);
     model.transport.setSource (nullptr);
-    model.transportRunning = false;
-    audioSourcePlayer.setSource (nullptr);
-    deviceManager.removeAudioCallback (&audioSourcePlayer);
     shutdownAudio();
 
     tooltipWindow.reset();

@@ -87,9 +87,10 @@ wait_for 60 grep -q "^All tracks loaded$" "$work/status.txt" || fail "the track 
 # The device is open once the program's stream stands on the sink.
 wait_for 15 bash -c "pactl list short sink-inputs | grep -q ." \
     || fail "ORVANE opened no stream on the sound server (the ALSA device 'default' should reach it)"
-# A click on the strip makes its track the active one and gives the keys to the main component.
+# The one track is the active one by itself. The focus goes to the window; a click on the
+# title, which belongs to the main component, makes sure the keys go there.
 xdotool windowfocus --sync "$window" 2>/dev/null || xdotool windowfocus "$window"
-xdotool mousemove --window "$window" 150 120 click 1
+xdotool mousemove --window "$window" 60 25 click 1
 sleep 0.3
 
 # Records the monitor while Space plays for a few seconds, then stops.
