@@ -15,7 +15,19 @@
 
 // --- allocation counting ---------------------------------------------------------------------
 // Every allocation made by a thread while its flag is up is counted: operator new, and the
-// C allocator that juce::HeapBlock (the audio buffers) uses directly.
+// C allocator that juce::HeapBlock (the audio buffers) uses directly. A sanitizer build keeps
+// its own allocator, and counts nothing.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    #define ORVANE_COUNT_ALLOCATIONS 0
+#elif defined(__has_feature)
+    #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+        #define ORVANE_COUNT_ALLOCATIONS 0
+    #endif
+#endif
+#ifndef ORVANE_COUNT_ALLOCATIONS
+    #define ORVANE_COUNT_ALLOCATIONS 1
+#endif
+
 namespace
 {
 thread_local bool countAllocations = false;
@@ -28,6 +40,7 @@ void noteAllocation() noexcept
 }
 } // namespace
 
+#if ORVANE_COUNT_ALLOCATIONS
 extern "C" void* __libc_malloc (size_t);
 extern "C" void* __libc_calloc (size_t, size_t);
 extern "C" void* __libc_realloc (void*, size_t);
@@ -65,6 +78,7 @@ void operator delete (void* p) noexcept { std::free (p); }
 void operator delete[] (void* p) noexcept { std::free (p); }
 void operator delete (void* p, std::size_t) noexcept { std::free (p); }
 void operator delete[] (void* p, std::size_t) noexcept { std::free (p); }
+#endif
 
 namespace
 {
