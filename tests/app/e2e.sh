@@ -18,15 +18,8 @@ done
 
 mkdir -p "$out"
 rm -f "$out/screenshot.png" "$out/stdout.txt" "$out/stderr.txt"
-work="$(mktemp -d)"
-xvfb_pid=""
-app_pid=""
-cleanup() {
-    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
-    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-    rm -rf "$work"
-}
-trap cleanup EXIT
+# shellcheck source=display.sh
+source "$(dirname "$0")/display.sh"
 
 fail() {
     echo "FAILED: $*" >&2
@@ -35,31 +28,7 @@ fail() {
     exit 1
 }
 
-# Waits up to $1 seconds for a command to succeed.
-wait_for() {
-    local seconds="$1"; shift
-    local tries=$((seconds * 10))
-    while ! "$@" >/dev/null 2>&1; do
-        tries=$((tries - 1))
-        [ "$tries" -gt 0 ] || return 1
-        sleep 0.1
-    done
-}
-
-# A display of our own: Xvfb picks a free number and writes it to the descriptor.
-exec 5>"$work/display"
-Xvfb -displayfd 5 -screen 0 1920x1200x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-exec 5>&-
-wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-"$helper" atoms || fail "could not prepare the display"
-
-# Settings and everything else go to a home of the test's own.
-export HOME="$work/home"
-export XDG_CONFIG_HOME="$HOME/.config"
-mkdir -p "$XDG_CONFIG_HOME"
-export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+start_display "$work"
 
 "$helper" tone "$work/first tone.wav" 3 440 || fail "could not write the first tone"
 "$helper" tone "$work/second.wav" 2.5 1000 || fail "could not write the second tone"
