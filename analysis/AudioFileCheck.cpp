@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 
@@ -274,11 +275,15 @@ bool CheckedReader::readSamples (int* const* destChannels, int numDestChannels, 
 {
     // Past the frames the file holds there is nothing to decode: silence, at once.
     const int available = (int) juce::jlimit<juce::int64> (0, numSamples, lengthInSamples - startSampleInFile);
-    std::vector<float*> dest ((size_t) numDestChannels);
+    // Playback reads here on the audio thread, which must not allocate.
+    constexpr int mostChannels = 256;
+    numDestChannels = std::min (numDestChannels, mostChannels);
+    float* destArray[mostChannels];
+    const std::span<float*> dest (destArray, (size_t) numDestChannels);
     for (int c = 0; c < numDestChannels; ++c)
         dest[(size_t) c] = destChannels[c] != nullptr ? reinterpret_cast<float*> (destChannels[c] + startOffsetInDestBuffer)
                                                        : nullptr;
-    if (available > 0 && ! inner->read (dest.data(), numDestChannels, startSampleInFile, available))
+    if (available > 0 && ! inner->read (destArray, numDestChannels, startSampleInFile, available))
         for (auto* d : dest)
             if (d != nullptr)
                 std::fill (d, d + available, 0.0f);
