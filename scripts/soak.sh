@@ -18,4 +18,4 @@ if [ ! -f "$build/CMakeCache.txt" ]; then
         -DCMAKE_C_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=address >&2
 fi
 cmake --build "$build" --parallel "$(nproc)" --target orvane orvane_e2e_helper >&2
-"$root/tests/app/soak.sh" "$build/orvane" "$build/tests/orvane_e2e_helper" "$build/soak"
+"$root/tests/app/soak.sh" "$build/app/orvane" "$build/tests/orvane_e2e_helper" "$build/soak"

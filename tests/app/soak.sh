@@ -8,8 +8,8 @@
 # Exits 77 (skipped) when Xvfb or xdotool is missing.
 set -euo pipefail
 
-app="$1"
-helper="$2"
+app="$(realpath "$1")"
+helper="$(realpath "$2")"
 out="$3"
 
 for tool in Xvfb xdotool; do

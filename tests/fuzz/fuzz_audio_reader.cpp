@@ -38,34 +38,47 @@ juce::AudioFormatManager& formats()
     return manager;
 }
 
-// The readers open files by name; each input is one file in a private folder.
-const juce::File& scratchFile()
+// Formats are chosen by the file's extension: each input is tried under every one, as a file
+// in a private folder.
+juce::File scratchFile (const char* extension)
 {
-    static const juce::File file = []
+    static const juce::File folder = []
     {
-        auto folder = juce::File::getSpecialLocation (juce::File::tempDirectory)
-                          .getChildFile ("orvane-fuzz-audio-" + juce::String ((int) getpid()));
-        folder.createDirectory();
-        return folder.getChildFile ("input");
+        auto f = juce::File::getSpecialLocation (juce::File::tempDirectory)
+                     .getChildFile ("orvane-fuzz-audio-" + juce::String ((int) getpid()));
+        f.createDirectory();
+        return f;
     }();
-    return file;
+    return folder.getChildFile (juce::String ("input") + extension);
 }
 
 // Enough to reach every decoder's end on a small input, without reading a fuzzed length of hours.
 constexpr juce::int64 mostFramesRead = 1 << 20;
 constexpr int block = 4096;
+
+void readAsTrack (const uint8_t* data, size_t size, const char* extension);
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
-    const auto& file = scratchFile();
+    for (auto* extension : { ".wav", ".aiff", ".flac", ".ogg", ".mp3", ".wma" })
+        readAsTrack (data, size, extension);
+    return 0;
+}
+
+namespace
+{
+void readAsTrack (const uint8_t* data, size_t size, const char* extension)
+{
+    const auto file = scratchFile (extension);
     require (file.replaceWithData (data, size), "the input could not be written");
 
     auto opened = audiofile::open (file, formats());
+    file.deleteFile();
     if (opened.reader == nullptr)
     {
         require (opened.problem.isNotEmpty(), "a refusal without a reason");
-        return 0;
+        return;
     }
     auto& reader = *opened.reader;
     require (reader.sampleRate >= audiofile::lowestSampleRate && reader.sampleRate <= audiofile::highestSampleRate,
@@ -89,5 +102,5 @@ extern "C" int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 
     if (const auto fault = reader.fault())
         require (fault->frame >= 0 && fault->frame <= reader.claimedLength(), "a fault outside the promised length");
-    return 0;
 }
+} // namespace
