@@ -4,6 +4,8 @@
 # Usage: e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 # Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
 set -euo pipefail
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
@@ -18,8 +20,7 @@ done
 
 mkdir -p "$out"
 rm -f "$out/screenshot.png" "$out/stdout.txt" "$out/stderr.txt"
-# shellcheck source=display.sh
-source "$(dirname "$0")/display.sh"
+make_scratch
 
 fail() {
     echo "FAILED: $*" >&2
@@ -28,7 +29,8 @@ fail() {
     exit 1
 }
 
-start_display "$work"
+start_virtual_display
+use_private_home
 
 "$helper" tone "$work/first tone.wav" 3 440 || fail "could not write the first tone"
 "$helper" tone "$work/second.wav" 2.5 1000 || fail "could not write the second tone"

@@ -17,8 +17,9 @@ for tool in Xvfb xdotool; do
 done
 
 mkdir -p "$out"
-# shellcheck source=display.sh
-source "$(dirname "$0")/display.sh"
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
+make_scratch
 
 fail() {
     echo "FAILED: $*" >&2
@@ -27,7 +28,8 @@ fail() {
     exit 1
 }
 
-start_display "$work"
+start_virtual_display
+use_private_home
 # Leaks are looked for; JUCE's own leak detector speaks on stderr too.
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0:halt_on_error=1}"
 
