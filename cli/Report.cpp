@@ -199,7 +199,8 @@ void spreadFields (JsonWriter& json, const char* lowest, const char* highest, co
 } // namespace
 
 void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& track,
-                      const TrackJudgement& judgement, const ReportSettings& settings)
+                      const TrackJudgement& judgement, const ReportSettings& settings,
+                      const juce::StringArray& warnings)
 {
     const auto& r = *track.currentReadings;
     const auto& preset = settings.preset;
@@ -214,6 +215,11 @@ void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& t
     json.value (track.numChannels);
     json.key ("numSamples");
     json.value (track.numSamples);
+    json.key ("warnings");
+    json.beginArray();
+    for (const auto& warning : warnings)
+        json.value (warning.toStdString());
+    json.endArray();
 
     json.key ("integratedLUFS");
     json.value (r.integratedLUFS);

@@ -23,3 +23,26 @@ start_virtual_display() {
     export DISPLAY=":$(head -n 1 "$work/display")"
     "$helper" atoms || fail "could not prepare the display"
 }
+
+
+# A scratch folder in $work, removed when the script ends, after the program ($app_pid) and the
+# display ($xvfb_pid) if they still run.
+make_scratch() {
+    work="$(mktemp -d)"
+    xvfb_pid=""
+    app_pid=""
+    trap end_scratch EXIT
+}
+end_scratch() {
+    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+    rm -rf "$work"
+}
+
+# Settings and everything else go to a home of the test's own; status texts to a file.
+use_private_home() {
+    export HOME="$work/home"
+    export XDG_CONFIG_HOME="$HOME/.config"
+    mkdir -p "$XDG_CONFIG_HOME"
+    export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+}
