@@ -176,8 +176,10 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
 
     refreshForPreset();
 
+    // The keys belong to this component, but for the settings window's fields.
     for (auto* child : getChildren())
-        leaveKeysToTheMainComponent (*child);
+        if (child != settingsWindow.get())
+            leaveKeysToTheMainComponent (*child);
 
     // 8.
     setSize (layout::minimumWidth, layout::minimumHeight);
