@@ -5,7 +5,7 @@
 #include "kit/Resources.h"
 
 PresetsWindow::PresetsWindow (Model& m, const juce::String& title, int windowMode)
-    : model (m), mode (windowMode), groupsList (m, windowMode), presetsList (m, windowMode)
+    : groupsList (m, windowMode), presetsList (m, windowMode), model (m), mode (windowMode)
 {
     addAndMakeVisible (groupsList);
     addAndMakeVisible (presetsList);

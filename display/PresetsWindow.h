@@ -58,23 +58,17 @@ public:
     void mouseDown (const juce::MouseEvent&) override;
     void mouseDrag (const juce::MouseEvent&) override;
 
+    // The children, in the order the window holds them (the drop target comes first).
+    PresetGroupsListBox groupsList;
+    PresetsListBox presetsList;
+    bws::XButton xButton;
+    juce::Label titleLabel { "Presets Window Title" };
+
 private:
     Model& model;
     const int mode;
     juce::Component* dropTarget = nullptr;
-
-public:
-    PresetGroupsListBox groupsList;
-    PresetsListBox presetsList;
-    bws::XButton xButton;
-
-private:
     bws::ScrollbarLNF scrollbarLook;
-
-public:
-    juce::Label titleLabel { "Presets Window Title" };
-
-private:
     juce::Point<int> dragStart;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (PresetsWindow)

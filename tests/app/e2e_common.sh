@@ -18,7 +18,7 @@ cleanup() {
     cleanup_extra
     if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
     if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-    rm -rf "$work"
+    [ -n "${E2E_KEEP:-}" ] && cp -r "$work" "$E2E_KEEP"; rm -rf "$work"
 }
 trap cleanup EXIT
 
@@ -62,7 +62,11 @@ export ORVANE_NEW_PRODUCT_URL="${ORVANE_NEW_PRODUCT_URL:-http://127.0.0.1:9/newp
 # program to end with status 0.
 close_and_wait() {
     local window="$1" seconds="$2"
-    "$helper" close "$window" || fail "could not ask the window to close"
+    if ! "$helper" close "$window"; then
+        local status=0
+        kill -0 "$app_pid" 2>/dev/null || { wait "$app_pid" || status=$?; app_pid=""; fail "the program had ended by itself, status $status"; }
+        fail "could not ask the window to close"
+    fi
     local tries=$((seconds * 10))
     while kill -0 "$app_pid" 2>/dev/null && [ "$tries" -gt 0 ]; do
         tries=$((tries - 1))
