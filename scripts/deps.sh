@@ -13,7 +13,7 @@ PACKAGES=(
     libgtest-dev libbenchmark-dev
     clang libclang-rt-14-dev
     ffmpeg time
-    xvfb xauth xdotool imagemagick
+    xvfb xauth xdotool imagemagick python3
     fonts-jura
 )
 

@@ -1,6 +1,7 @@
 # Shared by the end-to-end scripts: checks the tools, starts a virtual display of its own,
 # gives the program a home of its own, and cleans up. Source it after setting $out.
-# Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
+# Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing. With E2E_KEEP set to
+# a folder, the work folder (settings, status texts, server logs) is copied there at the end.
 
 for tool in Xvfb xdotool import; do
     if ! command -v "$tool" >/dev/null 2>&1; then
