@@ -4,9 +4,11 @@
 #include "app/Layout.h"
 #include "app/Messages.h"
 #include "app/MainDisplay.h"
-#include "app/ProductAvailabilityChecks.h"
+#include "app/Playback.h"
 #include "app/PopUpWindow.h"
+#include "app/ProductAvailabilityChecks.h"
 #include "display/AuthorisationWindow.h"
+#include "display/LoudnessMatchPopUpWindow.h"
 #include "display/OrvaneHelpWindow.h"
 #include "display/OrvaneSettingsWindow.h"
 #include "display/PresetsWindow.h"
@@ -119,7 +121,6 @@ public:
     void changeListenerCallback (juce::ChangeBroadcaster*) override;
     void timerCallback() override;
 
-    int transportState = 0;
     Model& model;
     SettingsStore& settings;
     juce::AttributedString titleText;
@@ -141,7 +142,7 @@ public:
     std::unique_ptr<OrvaneHelpWindow> helpWindow;
     std::unique_ptr<PresetsWindow> presetsWindow;
     PopUpWindow confirmWindow;
-    juce::Component loudnessMatchWindow;
+    LoudnessMatchPopUpWindow loudnessMatchWindow { model };
     std::unique_ptr<juce::HyperlinkButton> buyLink;
     juce::Label statusLabel;
     std::unique_ptr<bws::SVGHyperlinkButton> productLink;
@@ -156,6 +157,9 @@ public:
 
     bool updateAvailable = false;
     bool newProductAvailable = false;
+
+    // The transport and the loudness match; transportState lives there.
+    Playback playback { model };
 
 private:
     void changeTransportState (int newState);
@@ -172,7 +176,6 @@ private:
 
     juce::AudioSourcePlayer audioSourcePlayer;
     eqpresets::ModelSessionEqPresets sessionEqPresets { model };
-    std::atomic<bool> endOfFilePosted { false };
     std::unique_ptr<juce::Drawable> bottomTrapezoid;
     bws::ScrollbarLNF scrollbarLook;
     bws::TooltipLookAndFeel tooltipLook;

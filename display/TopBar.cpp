@@ -49,6 +49,7 @@ TopBar::TopBar (Model& m)
     setArrowImages (nextButton, true);
     nextButton.setTooltip (nextTooltip);
     addAndMakeVisible (nextButton);
+    addAndMakeVisible (loudnessMatchButton);
 
     refresh();
     setSize (Bounds::width, Bounds::height);
@@ -70,16 +71,6 @@ void TopBar::setPresetName (const juce::String& name)
     repaint();
 }
 
-void TopBar::setLoudnessMatchButton (juce::Component* button)
-{
-    if (loudnessMatchButton != nullptr)
-        removeChildComponent (loudnessMatchButton);
-    loudnessMatchButton = button;
-    if (button != nullptr)
-        addAndMakeVisible (button);
-    resized();
-}
-
 void TopBar::resized()
 {
     background.setBounds (Bounds::background());
@@ -87,8 +78,7 @@ void TopBar::resized()
     presetsMenuButton.setBounds (Bounds::presetsMenu());
     previousButton.setBounds (Bounds::previous());
     nextButton.setBounds (Bounds::next());
-    if (loudnessMatchButton != nullptr)
-        loudnessMatchButton->setBounds (Bounds::loudnessMatch (getWidth()));
+    loudnessMatchButton.setBounds (Bounds::loudnessMatch (getWidth()));
 }
 
 void TopBar::mouseUp (const juce::MouseEvent& e)

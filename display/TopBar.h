@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/LoudnessMatchButton.h"
 #include "kit/SVGButton.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
@@ -7,8 +8,8 @@
 class Model;
 
 // The bar at the top centre of the main window: the current threshold preset's name between
-// the arrows that step through the presets, the toggle of the presets window, and the place
-// of the loudness-match button at the right. Message thread only.
+// the arrows that step through the presets, the toggle of the presets window, and the
+// loudness-match switch at the right. Message thread only.
 class TopBar : public juce::Component
 {
 public:
@@ -38,15 +39,12 @@ public:
     void setPresetName (const juce::String& name);
     juce::String getPresetName() const { return presetNameLabel.getText(); }
 
-    // The loudness-match button stands at the right of the bar; the bar doesn't own it.
-    void setLoudnessMatchButton (juce::Component* button);
-    juce::Component* getLoudnessMatchButton() const noexcept { return loudnessMatchButton; }
-
     juce::ImageComponent background { "Top Bar Background" };
     juce::Label presetNameLabel;
     bws::SVGButton_1 presetsMenuButton { "Presets Menu" };
     bws::SVGButton_1 previousButton { "Previous" };
     bws::SVGButton_1 nextButton { "Next" };
+    LoudnessMatchButton loudnessMatchButton;
 
     void resized() override;
     // A click on the preset's name works the presets toggle.
@@ -54,7 +52,6 @@ public:
 
 private:
     Model& model;
-    juce::Component* loudnessMatchButton = nullptr;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TopBar)
 };

@@ -4,14 +4,46 @@
 # Usage: e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 # Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
 set -euo pipefail
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
 out="$3"
 
+for tool in Xvfb xdotool import; do
+    if ! command -v "$tool" >/dev/null 2>&1; then
+        echo "skipped: $tool is not installed"
+        exit 77
+    fi
+done
+
+mkdir -p "$out"
 rm -f "$out/screenshot.png" "$out/stdout.txt" "$out/stderr.txt"
-# shellcheck source=e2e_common.sh
-. "$(dirname "$0")/e2e_common.sh"
+work="$(mktemp -d)"
+xvfb_pid=""
+app_pid=""
+cleanup() {
+    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
+    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
+    exit 1
+}
+
+start_virtual_display
+
+# Settings and everything else go to a home of the test's own.
+export HOME="$work/home"
+export XDG_CONFIG_HOME="$HOME/.config"
+mkdir -p "$XDG_CONFIG_HOME"
+export ORVANE_TEST_STATUS_FILE="$work/status.txt"
 
 "$helper" tone "$work/first tone.wav" 3 440 || fail "could not write the first tone"
 "$helper" tone "$work/second.wav" 2.5 1000 || fail "could not write the second tone"
@@ -48,7 +80,18 @@ grep -q "^Loading track 1 of 2$" "$work/status.txt" || fail "no 'Loading track 1
 sleep 0.5
 import -window root "$out/screenshot.png" || fail "no screenshot"
 
-close_and_wait "$window" 20
+"$helper" close "$window" || fail "could not ask the window to close"
+for _ in $(seq 1 200); do
+    kill -0 "$app_pid" 2>/dev/null || break
+    sleep 0.1
+done
+if kill -0 "$app_pid" 2>/dev/null; then
+    fail "the program did not quit after its window was closed"
+fi
+status=0
+wait "$app_pid" || status=$?
+app_pid=""
+[ "$status" -eq 0 ] || fail "the program exited with status $status"
 
 settings="$XDG_CONFIG_HOME/BrenwickSound/orvane-settings.dat"
 [ -s "$settings" ] || fail "no settings file at $settings"

@@ -8,19 +8,69 @@
 # the window opens at once and the exit isn't held up.
 # Usage: e2e_windows.sh <orvane> <orvane_e2e_helper> <orvane-check> <output folder>
 set -euo pipefail
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
 checker="$3"
 out="$4"
-server_pid=""
 
-command -v python3 >/dev/null 2>&1 || { echo "skipped: python3 is not installed"; exit 77; }
+for tool in Xvfb xdotool import python3; do
+    if ! command -v "$tool" >/dev/null 2>&1; then
+        echo "skipped: $tool is not installed"
+        exit 77
+    fi
+done
+
+mkdir -p "$out"
 rm -f "$out"/*.png "$out/stdout.txt" "$out/stderr.txt"
-# shellcheck source=e2e_common.sh
-. "$(dirname "$0")/e2e_common.sh"
-cleanup_extra() {
-    if [ -n "$server_pid" ] && kill -0 "$server_pid" 2>/dev/null; then kill "$server_pid" 2>/dev/null || true; fi
+work="$(mktemp -d)"
+xvfb_pid=""
+app_pid=""
+server_pid=""
+cleanup() {
+    for pid in "$app_pid" "$server_pid" "$xvfb_pid"; do
+        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then kill "$pid" 2>/dev/null || true; fi
+    done
+    # With E2E_KEEP set to a folder, the settings, status texts and server logs are kept there.
+    [ -n "${E2E_KEEP:-}" ] && cp -r "$work" "$E2E_KEEP"
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
+    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
+    exit 1
+}
+
+start_virtual_display
+
+# Settings and everything else go to a home of the test's own.
+export HOME="$work/home"
+export XDG_CONFIG_HOME="$HOME/.config"
+mkdir -p "$XDG_CONFIG_HOME"
+export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+
+# Asks the window to close as a window manager does, and waits up to $2 seconds for the
+# program to end with status 0.
+close_and_wait() {
+    local window="$1" seconds="$2" status=0
+    if ! "$helper" close "$window"; then
+        kill -0 "$app_pid" 2>/dev/null || { wait "$app_pid" || status=$?; app_pid=""; fail "the program had ended by itself, status $status"; }
+        fail "could not ask the window to close"
+    fi
+    local tries=$((seconds * 10))
+    while kill -0 "$app_pid" 2>/dev/null && [ "$tries" -gt 0 ]; do
+        tries=$((tries - 1))
+        sleep 0.1
+    done
+    kill -0 "$app_pid" 2>/dev/null && fail "the program did not quit within $seconds s of its window closing"
+    wait "$app_pid" || status=$?
+    app_pid=""
+    [ "$status" -eq 0 ] || fail "the program exited with status $status"
 }
 
 # Serves the two notices on 127.0.0.1 and logs each request with its time. "silent" accepts

@@ -144,14 +144,11 @@ TEST_F (PresetsBrowser, PicturesOfTheTopBarAndBothModes)
     EXPECT_EQ (bar.presetNameLabel.getBounds(), Rect (50, 11, 160, 20));
     EXPECT_EQ (bar.presetsMenuButton.getBounds(), Rect (230, 13, 22, 16));
     EXPECT_EQ (bar.previousButton.getTooltip(), "Click to scroll back through presets\n ");
-    juce::Component loudnessMatch;
-    bar.setLoudnessMatchButton (&loudnessMatch);
-    EXPECT_EQ (loudnessMatch.getBounds(), Rect (258, 5, 137, 36));
+    EXPECT_EQ (bar.loudnessMatchButton.getBounds(), Rect (258, 5, 137, 36));
     snapshot (bar, "top-bar");
     model->currentPreset = nullptr;
     bar.refresh();
     EXPECT_EQ (bar.getPresetName(), "[NO PRESET SELECTED]");
-    bar.setLoudnessMatchButton (nullptr);
 
     model->selectPresetById (24);
     PresetsWindow normal (*model, "PRESETS", 0);
