@@ -178,7 +178,7 @@ shot settings-output
 click 704 612
 click 917 24
 
-close_and_wait "$window" 10
+close_and_wait "$window" 20
 stop_server
 [ "$(grep -c ' /version$' "$work/requests1.txt")" = 1 ] || fail "the version address was not asked exactly once"
 [ "$(grep -c ' /newproduct$' "$work/requests1.txt")" = 1 ] || fail "the new-product address was not asked exactly once"
@@ -207,7 +207,7 @@ click 189 192
 click 435 306
 shot presets-picked
 [ "$(red_pixels presets-picked 4 55 70 150)" -ge 20 ] || fail "the strip's verdict did not change for EBU R 128"
-close_and_wait "$window" 10
+close_and_wait "$window" 20
 grep -aq 'defaultPresetId="24"' "$settings" || fail "the picked preset was not remembered"
 
 # --- third run: a server that accepts and never answers ---------------------------------------
