@@ -21,6 +21,11 @@
 #include <vector>
 
 struct ThresholdPreset;
+namespace bws
+{
+class ProductAvailabilityChecks;
+struct NoticeCallbackGuard;
+}
 
 // Owns the tracks, the reference track, the load queue and its thread, and the one set of
 // measurement processors. Loads report to the interface through action messages.
@@ -141,6 +146,12 @@ public:
     bool helpOpen = false;
     // The one player; the main component is the device's audio source.
     juce::AudioTransportSource transport;
+    // The version and new-product notices (app/ProductAvailabilityChecks.h), made by the main
+    // component and kept here, so that a window made later finds their results. The guard is
+    // made with them and outlives their reads.
+    std::shared_ptr<bws::NoticeCallbackGuard> noticeCallbackGuard;
+    std::shared_ptr<bws::ProductAvailabilityChecks> productAvailabilityChecks;
+
     // The audio state the main component hands over: its device manager and the callback it
     // installed there. Cleared under audioStateLock, taken by try-lock only, when the main
     // component goes.

@@ -130,4 +130,11 @@ TrackList trackListLayout (int holderWidth, int visibleHeight, int numStrips)
     list.holderHeight = std::max (visibleHeight, blockTop + dropBlockHeight);
     return list;
 }
+
+Rect presetsWindowBounds (Rect topBar, Rect toggleInTopBar)
+{
+    const auto toggle = toggleInTopBar + topBar.getPosition();
+    const int x = juce::roundToInt (toggle.getCentreX() + presetsNotchFromRight - presetsWindowWidth);
+    return { x, toggle.getY() + 40, presetsWindowWidth, presetsWindowHeight };
+}
 } // namespace layout

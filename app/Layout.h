@@ -87,6 +87,13 @@ int reopenedDividerY (int eqWindowHeight, int height);
 // The component's size while an overlay is open.
 juce::Point<int> overlayComponentSize (int width, int height);
 
+// The presets window under the top bar's toggle (both in the main component's coordinates):
+// 40 below the toggle's top, with the notch of its top right edge pointing at the toggle.
+constexpr int presetsWindowWidth = 499;
+constexpr int presetsWindowHeight = 364;
+constexpr float presetsNotchFromRight = 36.5f;
+Rect presetsWindowBounds (Rect topBar, Rect toggleInTopBar);
+
 // The confirmation and hover pop-ups.
 Rect resetConfirmBounds (int width, int height);
 Rect newProductHoverBounds (int width, int height);

@@ -1,5 +1,6 @@
 #include "app/MainContentComponent.h"
 
+#include "app/Addresses.h"
 #include "app/AppInfo.h"
 #include "app/Licence.h"
 #include "app/Messages.h"
@@ -58,10 +59,10 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     logo.setSize (bws::BrenwickSoundLogo::logoWidth, bws::BrenwickSoundLogo::logoHeight);
     addAndMakeVisible (logo);
     addAndMakeVisible (resetButton);
-    settingsWindow = std::make_unique<PlaceholderOverlay> ("SETTINGS", messages::closeSettingsWindow);
+    settingsWindow = std::make_unique<OrvaneSettingsWindow> (model, settings, deviceManager);
     addChildComponent (*settingsWindow);
     addChildComponent (authorisationWindow);
-    helpWindow = makePlaceholderHelpWindow (juce::String (appinfo::name) + " " + appinfo::version);
+    helpWindow = std::make_unique<OrvaneHelpWindow>();
     addChildComponent (*helpWindow);
     addChildComponent (confirmWindow);
     addChildComponent (loudnessMatchWindow);
@@ -138,7 +139,7 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     for (juce::Button* button : { (juce::Button*) &textExportButton, (juce::Button*) &saveSessionButton,
                                   (juce::Button*) &addTracksButton, (juce::Button*) &resetButton,
                                   (juce::Button*) &hideEQButton, (juce::Button*) &topBar.previousButton,
-                                  (juce::Button*) &topBar.nextButton, (juce::Button*) &topBar.presetToggle,
+                                  (juce::Button*) &topBar.nextButton, (juce::Button*) &topBar.presetsMenuButton,
                                   (juce::Button*) &topBar.loudnessMatchButton,
                                   (juce::Button*) &utilitiesMenu.settingsButton,
                                   (juce::Button*) &utilitiesMenu.authorisationButton,
@@ -160,13 +161,30 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     // 6. The licence layer.
     applyLicenceStatus();
 
-    // 7. Not here yet: the version and new-product checks are made here with the count 100,
-    // and their two flags go to utilitiesMenu and logo (see updateAvailableCallback).
+    // 7. The version and new-product checks, once in a run: a window made later finds their
+    // results. Their callbacks reach this component only while the guard says it is alive.
+    if (model.productAvailabilityChecks == nullptr)
+    {
+        model.noticeCallbackGuard = std::make_shared<bws::NoticeCallbackGuard>();
+        model.productAvailabilityChecks = std::make_shared<bws::ProductAvailabilityChecks> (
+            100, appinfo::version, addresses::versionAddress(), addresses::newProductAddress());
+    }
+    model.productAvailabilityChecks->setCallbacks (
+        model.noticeCallbackGuard.get(),
+        [this] (bool available) { logo.newProductAvailableCallback (available); },
+        [this] { updateAvailableCallback(); });
+    {
+        std::lock_guard<std::mutex> lock (model.noticeCallbackGuard->lock);
+        model.noticeCallbackGuard->alive = true;
+    }
+    showNotices (model.productAvailabilityChecks->updateAvailable, model.productAvailabilityChecks->newProductAvailable);
 
     refreshForPreset();
 
+    // The keys belong to this component, but for the settings window's fields.
     for (auto* child : getChildren())
-        leaveKeysToTheMainComponent (*child);
+        if (child != settingsWindow.get())
+            leaveKeysToTheMainComponent (*child);
 
     // 8.
     setSize (layout::minimumWidth, layout::minimumHeight);
@@ -188,6 +206,14 @@ MainContentComponent::~MainContentComponent()
         }
     }
     stopTimer();
+    {
+        // A notice that ends from now on finds the window gone.
+        std::lock_guard<std::mutex> lock (model.noticeCallbackGuard->lock);
+        model.noticeCallbackGuard->alive = false;
+    }
+    if (presetsWindow != nullptr)
+        presetsWindow->removeActionListener (this);
+    presetsWindow.reset();
     settings.deviceStateProvider = nullptr;
 
     model.removeActionListener (this);
@@ -273,8 +299,7 @@ void MainContentComponent::timerCallback()
         --model.statusCountdown;
     }
 
-    // Not here yet: the version and new-product checks are stepped from this point (they
-    // start after 100 ticks) and report through updateAvailableCallback.
+    model.productAvailabilityChecks->tick();
 }
 
 // --- layout --------------------------------------------------------------------------------
@@ -656,8 +681,8 @@ bool MainContentComponent::stepPreset (bool forward)
 
 void MainContentComponent::refreshForPreset()
 {
-    topBar.setPresetName (presets::presetLabel (model.presetGroups, model.currentPreset));
-    topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
+    topBar.refresh();
+    topBar.presetsMenuButton.setToggleState (false, juce::dontSendNotification);
     reEvaluateStrips();
     mainDisplay->refillFeedback();
     topBar.repaint();
@@ -722,11 +747,15 @@ void MainContentComponent::buttonClicked (juce::Button* button)
         model.loudnessMatchOn = button->getToggleState();
         repaint();
     }
-    else if (button == &topBar.presetToggle)
+    else if (button == &topBar.presetsMenuButton)
     {
         // The presets window opens only while no overlay is open.
         if (model.settingsOpen || model.authorisationOpen || model.helpOpen)
-            topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
+            topBar.presetsMenuButton.setToggleState (false, juce::dontSendNotification);
+        else if (topBar.presetsMenuButton.getToggleState())
+            openPresetsWindow();
+        else
+            closePresetsWindow();
     }
     else if (button == &utilitiesMenu.settingsButton)
         button->getToggleState() ? openOverlay (Overlay::settings) : closeOverlay (Overlay::settings);
@@ -773,12 +802,52 @@ void MainContentComponent::applyLicenceStatus()
         resized();
 }
 
-void MainContentComponent::updateAvailableCallback (bool update, bool newProduct)
+void MainContentComponent::updateAvailableCallback()
+{
+    juce::MessageManager::callAsync ([weak = juce::WeakReference<MainContentComponent> (this)]
+                                     {
+                                         if (auto* c = weak.get())
+                                             c->showNotices (c->model.productAvailabilityChecks->updateAvailable,
+                                                             c->newProductAvailable);
+                                     });
+}
+
+void MainContentComponent::showNotices (bool update, bool newProduct)
 {
     updateAvailable = update;
     newProductAvailable = newProduct;
     utilitiesMenu.setUpdateAvailable (update);
-    logo.newProductAvailableCallback (newProduct);
+    helpWindow->setUpdateAvailable (update);
+    logo.setNewProductAvailable (newProduct);
+}
+
+// --- the presets window ----------------------------------------------------------------------
+
+void MainContentComponent::openPresetsWindow()
+{
+    closePresetsWindow();
+    presetsWindow = std::make_unique<PresetsWindow> (model, "PRESETS", 0);
+    presetsWindow->addActionListener (this);
+    presetsWindow->onClose = [this]
+    {
+        topBar.presetsMenuButton.setToggleState (false, juce::dontSendNotification);
+        closePresetsWindow();
+    };
+    presetsWindow->setBounds (layout::presetsWindowBounds (topBar.getBounds(), topBar.presetsMenuButton.getBounds()));
+    addAndMakeVisible (*presetsWindow);
+    presetsWindow->toFront (false);
+}
+
+void MainContentComponent::closePresetsWindow()
+{
+    if (presetsWindow == nullptr)
+        return;
+    presetsWindow->removeActionListener (this);
+    presetsWindow->setVisible (false);
+    removeChildComponent (presetsWindow.get());
+    // The window may be closing from its own button's click, so it is deleted after that.
+    juce::MessageManager::callAsync ([dying = std::shared_ptr<PresetsWindow> (presetsWindow.release())] {});
+    repaint();
 }
 
 // --- files and sessions --------------------------------------------------------------------------
@@ -838,8 +907,8 @@ void MainContentComponent::applySessionToWindow (const SessionDefaultsOutcome& o
     // The EQ preset's name (outcome.eqPresetName) belongs to the EQ panel, which shows no
     // name yet.
     topBar.setPresetName (outcome.presetName);
-    topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
-    presetsWindow.reset();
+    topBar.presetsMenuButton.setToggleState (false, juce::dontSendNotification);
+    closePresetsWindow();
     reEvaluateStrips();
     repaint();
 
@@ -962,8 +1031,9 @@ void MainContentComponent::actionListenerCallback (const juce::String& message)
     }
     else if (messages::isKeyword (message, messages::normalPresetIdChanged))
     {
-        // Not here yet: the preset browser's list holds the chosen id; it becomes the current
-        // preset and refreshForPreset() runs.
+        // The browser's list holds the chosen id.
+        if (presetsWindow != nullptr && presetsWindow->presetsList.selectedId >= 0)
+            model.selectPresetById (presetsWindow->presetsList.selectedId);
         refreshForPreset();
     }
     else if (messages::isKeyword (message, messages::closeLoudnessMatch))

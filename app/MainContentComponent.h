@@ -5,9 +5,14 @@
 #include "app/Messages.h"
 #include "app/MainDisplay.h"
 #include "app/Playback.h"
-#include "app/Placeholders.h"
 #include "app/PopUpWindow.h"
+#include "app/ProductAvailabilityChecks.h"
+#include "display/AuthorisationWindow.h"
 #include "display/LoudnessMatchPopUpWindow.h"
+#include "display/OrvaneHelpWindow.h"
+#include "display/OrvaneSettingsWindow.h"
+#include "display/PresetsWindow.h"
+#include "display/TopBar.h"
 #include "kit/BrenwickSoundLogo.h"
 #include "kit/ClippedPNGButton.h"
 #include "kit/DisabledCover.h"
@@ -59,7 +64,15 @@ public:
     void closeOverlays();
     void refreshForPreset();
     void togglePlayback();
-    void updateAvailableCallback (bool updateAvailable, bool newProductAvailable);
+    // Called from a notice's thread: posts the help toggle's and the help window's update
+    // state to the message thread.
+    void updateAvailableCallback();
+    // Shows the two notices' results (message thread).
+    void showNotices (bool updateAvailable, bool newProductAvailable);
+
+    // The presets window under the top bar's toggle, made anew at each opening.
+    void openPresetsWindow();
+    void closePresetsWindow();
 
     // The overlays of the utilities menu.
     enum class Overlay
@@ -117,17 +130,17 @@ public:
 
     // Children, in the order of their creation.
     bws::DisabledCover disabledCover;
-    PlaceholderTopBar topBar;
+    TopBar topBar { model };
     bws::SVGButton textExportButton { "TextExport" };
     bws::SVGButton saveSessionButton { "SaveSession" };
     bws::SVGButton addTracksButton { "AddTracks" };
     bws::UtilitiesMenu utilitiesMenu;
     bws::BrenwickSoundLogo logo { juce::Colour (0xff00ff27), juce::Colour (0xffffffff) };
     bws::SVGButton resetButton { "Reset" };
-    std::unique_ptr<PlaceholderOverlay> settingsWindow;
-    PlaceholderOverlay authorisationWindow { "AUTHORISATION", messages::closeAuthorisationWindow };
-    std::unique_ptr<bws::HelpWindow> helpWindow;
-    std::unique_ptr<juce::Component> presetsWindow;
+    std::unique_ptr<OrvaneSettingsWindow> settingsWindow;
+    AuthorisationWindow authorisationWindow;
+    std::unique_ptr<OrvaneHelpWindow> helpWindow;
+    std::unique_ptr<PresetsWindow> presetsWindow;
     PopUpWindow confirmWindow;
     LoudnessMatchPopUpWindow loudnessMatchWindow { model };
     std::unique_ptr<juce::HyperlinkButton> buyLink;

@@ -8,12 +8,12 @@ PACKAGES=(
     juce-modules-source
     libflac-dev libvorbis-dev libogg-dev libpng-dev libjpeg-dev zlib1g-dev
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
-    libasound2-dev libfreetype-dev libfontconfig1-dev
+    libasound2-dev libfreetype-dev libfontconfig1-dev libcurl4-gnutls-dev
     libx11-dev libxrandr-dev libxinerama-dev libxcursor-dev libxext-dev libxcomposite-dev
     libgtest-dev libbenchmark-dev
     clang libclang-rt-14-dev
     ffmpeg time
-    xvfb xauth xdotool imagemagick
+    xvfb xauth xdotool imagemagick python3
     pulseaudio pulseaudio-utils libasound2-plugins
     fonts-jura
 )

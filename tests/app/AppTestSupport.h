@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 
 namespace apptest
@@ -20,6 +21,9 @@ protected:
     void SetUp() override
     {
         testaudio::ensureMessageThread();
+        // The notices of a main component that lives past 100 ticks ask a closed local port.
+        ::setenv ("ORVANE_VERSION_URL", "http://127.0.0.1:9/version", 0);
+        ::setenv ("ORVANE_NEW_PRODUCT_URL", "http://127.0.0.1:9/newproduct", 0);
         model = std::make_unique<Model>();
         model->presetGroups = presets::makeFactoryPresetGroups (4);
         model->currentPreset = model->getPresetForId (model->defaultPresetId);

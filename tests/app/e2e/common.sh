@@ -46,3 +46,7 @@ use_private_home() {
     mkdir -p "$XDG_CONFIG_HOME"
     export ORVANE_TEST_STATUS_FILE="$work/status.txt"
 }
+# The program's notices never leave the machine: they ask a closed local port unless a test
+# serves them itself.
+export ORVANE_VERSION_URL="${ORVANE_VERSION_URL:-http://127.0.0.1:9/version}"
+export ORVANE_NEW_PRODUCT_URL="${ORVANE_NEW_PRODUCT_URL:-http://127.0.0.1:9/newproduct}"

@@ -5,6 +5,8 @@
 //   orvane_e2e_helper session <file.bws> <presetId> <x> <y> <width> <height> <audio>...
 //   orvane_e2e_helper atoms
 //   orvane_e2e_helper close <window id>
+//   orvane_e2e_helper count <file.png> <x> <y> <width> <height> <rrggbb> <tolerance>
+//       prints how many pixels of the area lie within the tolerance of the colour on every channel
 //   orvane_e2e_helper level <file.wav>
 //       prints "rms <dB> median <dB> plain <LUFS> seconds <s>" of the sounding part of a
 //       recording: from the first to the last sample above -80 dBFS, a quarter second trimmed
@@ -12,6 +14,8 @@
 
 #include "support/TestAudio.h"
 #include "targets/SessionFile.h"
+
+#include <juce_graphics/juce_graphics.h>
 
 #include <X11/Xlib.h>
 
@@ -26,7 +30,7 @@ namespace
 {
 int usage()
 {
-    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|atoms|close|level ...\n");
+    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|atoms|close|count|level ...\n");
     return 2;
 }
 
@@ -96,6 +100,30 @@ int closeWindow (int argc, char** argv)
     XCloseDisplay (display);
     return sent != 0 ? 0 : 1;
 }
+int countPixels (int argc, char** argv)
+{
+    if (argc != 9)
+        return usage();
+    const auto image = juce::ImageFileFormat::loadFrom (absolute (argv[2]));
+    if (! image.isValid())
+        return 1;
+    const juce::Rectangle<int> area (std::atoi (argv[3]), std::atoi (argv[4]), std::atoi (argv[5]), std::atoi (argv[6]));
+    const auto colour = juce::Colour ((juce::uint32) (0xff000000u | std::strtoul (argv[7], nullptr, 16)));
+    const int tolerance = std::atoi (argv[8]);
+    int count = 0;
+    const auto clipped = area.getIntersection (image.getBounds());
+    for (int y = clipped.getY(); y < clipped.getBottom(); ++y)
+        for (int x = clipped.getX(); x < clipped.getRight(); ++x)
+        {
+            const auto p = image.getPixelAt (x, y);
+            if (std::abs (p.getRed() - colour.getRed()) <= tolerance && std::abs (p.getGreen() - colour.getGreen()) <= tolerance
+                && std::abs (p.getBlue() - colour.getBlue()) <= tolerance)
+                ++count;
+        }
+    std::printf ("%d\n", count);
+    return 0;
+}
+
 int measureLevel (int argc, char** argv)
 {
     if (argc != 3)
@@ -170,6 +198,8 @@ int main (int argc, char** argv)
         return makeWindowManagerAtoms();
     if (command == "close")
         return closeWindow (argc, argv);
+    if (command == "count")
+        return countPixels (argc, argv);
     if (command == "level")
         return measureLevel (argc, argv);
     return usage();
