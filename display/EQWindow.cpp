@@ -12,6 +12,7 @@ EQWindow::EQWindow (Model& m) : model (m)
     trackNames.selectedTrackId = [this] { return trinityPanel.trinity.selectedTrackId; };
     trackNames.addActionListener (&trinityPanel);
     trinityPanel.onTrackListChanged = [this] { trackNames.update(); };
+    trackNames.onCompareWith = [this] (int row) { trinityPanel.compareWithTrack (row); };
     updateTrackList();
 }
 

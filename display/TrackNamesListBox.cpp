@@ -89,6 +89,19 @@ void TrackNamesListBox::paintListBoxItem (int row, juce::Graphics& g, int width,
 
 void TrackNamesListBox::listBoxItemClicked (int row, const juce::MouseEvent& e)
 {
+    if (e.mods.isPopupMenu())
+    {
+        if (! onCompareWith || row < 0 || row >= getNumRows())
+            return;
+        juce::PopupMenu menu;
+        menu.addItem (compareWithText, [safe = juce::Component::SafePointer<TrackNamesListBox> (this), row]
+                      {
+                          if (safe != nullptr && safe->onCompareWith)
+                              safe->onCompareWith (row);
+                      });
+        menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (&listBox));
+        return;
+    }
     const auto message = clickMessage (row, e.getEventRelativeTo (&listBox).x, listBox.getVisibleRowWidth());
     if (message.isNotEmpty())
         sendActionMessage (message);

@@ -9,7 +9,8 @@
 
 // The EQ pane's list of track names, one row per track in list order, each with its curve's
 // colour and an eye that shows or hides the curve. A click on a name shows that track alone;
-// a second click on the same name shows all again. It tells the plot by message: "HOVER" + row
+// a second click on the same name shows all again; a right click offers that track as the
+// reference for all. It tells the plot by message: "HOVER" + row
 // ("-1" on leaving), "SELECTED" + row, "UNSELECTED", "HIDE" + row. Message thread only.
 class TrackNamesListBox : public juce::Component,
                           public juce::ListBoxModel,
@@ -24,6 +25,9 @@ public:
 
     // The track whose name is chosen, -1 for none; the plot holds it.
     std::function<int64_t()> selectedTrackId;
+    // A right click on a name offers to compare every track with that one.
+    std::function<void (int row)> onCompareWith;
+    static constexpr const char* compareWithText = "Compare all tracks with this one";
 
     // Reads the tracks again.
     void update();

@@ -4,6 +4,7 @@
 #include "display/EQLayout.h"
 #include "kit/Palette.h"
 #include "kit/Resources.h"
+#include "targets/ModelEQPresets.h"
 
 namespace
 {
@@ -187,6 +188,21 @@ void TrinityPanel::setCurveMode (int mode)
     sideButton.setToggleState (mode == eqcurve::sideMode, juce::dontSendNotification);
     updateEnabledState();
     trinity.repaint();
+}
+
+void TrinityPanel::compareWithTrack (int row)
+{
+    int64_t trackId = -1;
+    {
+        std::lock_guard<std::mutex> guard (model.tracksLock);
+        if (row < 0 || row >= (int) model.tracks.size())
+            return;
+        trackId = model.tracks[(size_t) row]->id;
+    }
+    if (! eqpresets::useTrackAsReference (model, trackId))
+        return;
+    model.selectEQPresetById (eqpresets::referencePresetId);
+    takeCurrentPreset();
 }
 
 bool TrinityPanel::isBusy() const

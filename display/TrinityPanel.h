@@ -44,6 +44,9 @@ public:
     void takeCurrentPreset();
     // Enabled while there is a preset and at least one analysed track.
     void updateEnabledState();
+    // Every track against the one in that row of the list: it becomes the reference analysis
+    // in preset 62, which is chosen.
+    void compareWithTrack (int row);
     // The mode buttons: 1 stereo, 2 mid, 4 side.
     void setCurveMode (int mode);
 

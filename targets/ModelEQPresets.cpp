@@ -65,6 +65,30 @@ bool takeReferenceAnalysis (Model& model, int64_t trackId)
     return true;
 }
 
+bool useTrackAsReference (Model& model, int64_t trackId)
+{
+    auto reference = std::make_unique<Track> (&model);
+    {
+        std::lock_guard<std::mutex> guard (model.tracksLock);
+        const auto found = std::find_if (model.tracks.begin(), model.tracks.end(),
+                                         [trackId] (const auto& t) { return t->id == trackId && t->waveformComplete; });
+        if (found == model.tracks.end())
+            return false;
+        const Track& track = **found;
+        reference->id = Track::clockId();
+        reference->isReference = true;
+        reference->fileName = track.fileName;
+        reference->displayName = track.displayName;
+        reference->filePath = track.filePath;
+        reference->wholeFileReadings.integratedLUFS = track.wholeFileReadings.integratedLUFS;
+        reference->multiFrequencyIntegratedLUFS = track.multiFrequencyIntegratedLUFS;
+        reference->midMultiFrequencyIntegratedLUFS = track.midMultiFrequencyIntegratedLUFS;
+        reference->sideMultiFrequencyIntegratedLUFS = track.sideMultiFrequencyIntegratedLUFS;
+        model.referenceTrack = std::move (reference);
+    }
+    return takeReferenceAnalysis (model, model.referenceTrack->id);
+}
+
 juce::String referenceCompletionText (const Model& model)
 {
     const auto name = model.referenceTrack != nullptr ? model.referenceTrack->fileName : juce::String();

@@ -13,6 +13,11 @@ namespace eqpresets
 // and nothing changed, for any other track.
 bool takeReferenceAnalysis (Model& model, int64_t trackId);
 
+// Compares with a loaded track: a reference track is made from its name, loudness and band
+// lists (as a session makes one), which then stand in preset 62 as a dropped file's would.
+// False when no finished track has that id.
+bool useTrackAsReference (Model& model, int64_t trackId);
+
 // What the drop area says once a reference stands in preset 62: the reference track's name,
 // cut at 25 characters, and how to use it.
 juce::String referenceCompletionText (const Model& model);

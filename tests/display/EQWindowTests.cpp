@@ -196,6 +196,19 @@ TEST_F (EQPane, RangeFollowsTheCurvesAndStepsByItsButtons)
     EXPECT_EQ (seen.back(), fitted);
     EXPECT_EQ (panel.lowerRange.getButtonText(), "-" + juce::String (fitted));
 
+    // Compared with the second track, that track's own curve is flat on the centre line and
+    // the others stand 3 dB off it.
+    panel.compareWithTrack (1);
+    EXPECT_EQ (panel.presetNameLabel.getText(), "REFERENCE TRACK");
+    EXPECT_TRUE (model->userPresetSet);
+    panel.setCurveMode (eqcurve::stereoMode);
+    struct Expect { int row; float level; };
+    for (const auto e : { Expect { 0, -3.0f }, Expect { 1, 0.0f }, Expect { 2, -6.0f } })
+    {
+        const auto d = eqcurve::curveDifferences (*model->tracks[(size_t) e.row], *model->currentEQPreset, 1);
+        EXPECT_NEAR ((*d)[5], e.level, 1.0e-4) << e.row;
+    }
+
     model->currentEQPreset = nullptr;
     panel.takeCurrentPreset();
     EXPECT_EQ (panel.presetNameLabel.getText(), "[NO PRESET SELECTED]");
