@@ -33,8 +33,9 @@ shot() { import -window "$window" "$out/$1" || fail "no screenshot $1"; }
 plot_x=296 plot_y=498 plot_w=884 plot_h=338
 
 # How many pixels of a colour the plot holds in a screenshot; and in one row of the plot.
-in_plot() { convert "$out/$1" -crop "${plot_w}x${plot_h}+${plot_x}+${plot_y}" +repage txt:- | grep -ci "#$2" || true; }
-in_row() { convert "$out/$1" -crop "${plot_w}x1+${plot_x}+$(( plot_y + $2 ))" +repage txt:- | grep -ci "#$3" || true; }
+count_colour() { convert "$1" -crop "$2" +repage -format %c histogram:info:- | grep -i "#$3 " | awk '{ n += $1 } END { print n + 0 }'; }
+in_plot() { count_colour "$out/$1" "${plot_w}x${plot_h}+${plot_x}+${plot_y}" "$2"; }
+in_row() { count_colour "$out/$1" "${plot_w}x1+${plot_x}+$(( plot_y + $2 ))" "$3"; }
 
 pink=4C58C8 bright=4CC7C8 dark=4CC84D centre=325463
 
