@@ -4,6 +4,7 @@
 # list, a track is selected by name, and the stereo, mid and side views are shown. Each step
 # is a screenshot in the output folder, checked by its pixels: every track's curve colour in
 # the plot, the centre line at half the plot's height, one curve only while a track is selected.
+# Last a reference file is chosen in the preset list's drop area and compared against.
 # Usage: eq_e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 set -euo pipefail
 
@@ -17,6 +18,7 @@ rm -f "$out"/eq_*.png "$out/stdout.txt" "$out/stderr.txt"
 "$helper" noise "$work/pink.wav" 4 pink 1 || fail "could not write the pink track"
 "$helper" noise "$work/bright.wav" 4 bright 2 || fail "could not write the bright track"
 "$helper" noise "$work/dark.wav" 4 dark 3 || fail "could not write the dark track"
+"$helper" noise "$work/reference.wav" 4 bright 4 || fail "could not write the reference"
 session="$work/eq review.bws"
 "$helper" session "$session" 4 0 0 1200 900 "$work/pink.wav" "$work/bright.wav" "$work/dark.wav" \
     || fail "could not write the session"
@@ -74,8 +76,35 @@ for view in mid:1057 side:974 stereo:1140; do
 done
 cmp -s "$out/eq_mid.png" "$out/eq_side.png" && fail "the mid and side views are alike"
 
-close_and_wait "$window"
-grep -aq 'defaultEQPresetId="10"' "$XDG_CONFIG_HOME/BrenwickSound/orvane-settings.dat" \
-    || fail "the chosen EQ preset was not kept"
+# A reference chosen through the drop area's browse button (the toolkit's own file dialog
+# here): once analysed it is listed second, as REFERENCE TRACK, and chosen. The bright track
+# then lies near the centre line, its own kind of noise.
+click 269 480 0.8
+click 507 481 1
+dialog_title='^Select a Wave/MP3/AIFF/FLAC file to play'
+wait_for 10 xdotool search --name "$dialog_title" || fail "no file dialog"
+# The dialog stands centred on the window and lists the session's folder: bright, dark, home,
+# pink, then reference.wav, whose row a double click opens.
+sleep 1
+xdotool mousemove --window "$window" 397 382 click --repeat 2 --delay 80 1
+# Analysed, the drop area says so in three lines of text under its browse button.
+reference_done() {
+    shot eq_reference_wait.png
+    [ "$(count_colour "$out/eq_reference_wait.png" 490x46+262+512 E6E7FA)" -gt 150 ]
+}
+wait_for 60 reference_done || fail "the reference was not analysed (eq_reference_wait.png)"
+rm -f "$out/eq_reference_wait.png"
+sleep 0.5
+shot eq_reference_list.png
+click 358 614
+click 737 316
+park
+shot eq_reference.png
+[ "$(( $(in_row eq_reference.png 168 $bright) + $(in_row eq_reference.png 169 $bright) ))" -gt 500 ] \
+    || fail "the bright track does not lie along the 0 dB line against a bright reference"
 
-echo "EQ pane: open, preset, selection, stereo/mid/side all good; screenshots in $out"
+close_and_wait "$window"
+grep -aq 'defaultEQPresetId="62"' "$XDG_CONFIG_HOME/BrenwickSound/orvane-settings.dat" \
+    || fail "the reference preset was not the chosen EQ preset at the end"
+
+echo "EQ pane: open, preset, selection, stereo/mid/side, chosen reference all good; screenshots in $out"
