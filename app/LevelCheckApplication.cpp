@@ -86,7 +86,9 @@ LevelCheckApplication::MainWindow::MainWindow (const juce::String& name, Model& 
     setVisible (true);
     setResizable (true, false);
     setResizeLimits (layout::minimumWidth, layout::minimumHeight, layout::maximumWidth, layout::maximumHeight);
-    // The keys go to the main component.
+    // The keys go to the main component. The window itself doesn't take the focus, so that
+    // when the system hands the window the focus it passes on to the main component.
+    setWantsKeyboardFocus (false);
     content->grabKeyboardFocus();
 }
 

@@ -12,8 +12,10 @@ app="$1"
 helper="$2"
 out="$3"
 
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 rm -f "$out"/eq_*.png "$out/stdout.txt" "$out/stderr.txt"
-. "$(dirname "$0")/e2e/common.sh"
+window_scenario
 
 "$helper" noise "$work/pink.wav" 4 pink 1 || fail "could not write the pink track"
 "$helper" noise "$work/bright.wav" 4 bright 2 || fail "could not write the bright track"
