@@ -99,6 +99,22 @@ LevelCheckApplication::MainWindow::~MainWindow()
     clearContentComponent();
 }
 
+bool LevelCheckApplication::MainWindow::keyPressed (const juce::KeyPress& key)
+{
+    // The window itself takes the keys while no component inside has the focus (as after the
+    // window has lost and regained it): they are the main component's all the same.
+    if (auto* content = getMainContent())
+        return content->keyPressed (key);
+    return false;
+}
+
+void LevelCheckApplication::MainWindow::activeWindowStatusChanged()
+{
+    DocumentWindow::activeWindowStatusChanged();
+    if (auto* content = getMainContent(); content != nullptr && isActiveWindow() && ! content->hasKeyboardFocus (true))
+        content->grabKeyboardFocus();
+}
+
 MainContentComponent* LevelCheckApplication::MainWindow::getMainContent() const
 {
     return dynamic_cast<MainContentComponent*> (getContentComponent());

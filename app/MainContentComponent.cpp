@@ -241,6 +241,21 @@ void MainContentComponent::timerCallback()
         }
     }
 
+    if (keyFocusTicks > 0)
+    {
+        --keyFocusTicks;
+        auto* peer = getPeer();
+        if (peer != nullptr && peer->isFocused() && hasKeyboardFocus (true))
+        {
+            keyFocusTicks = 0;
+        }
+        else if (peer != nullptr && isShowing())
+        {
+            peer->grabFocus();
+            grabKeyboardFocus();
+        }
+    }
+
     if (model.statusCountdown < 0)
     {
         if (statusLabel.isVisible() || statusLabel.getText().isNotEmpty())
@@ -641,6 +656,7 @@ void MainContentComponent::refreshForPreset()
     topBar.setPresetName (presets::presetLabel (model.presetGroups, model.currentPreset));
     topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
     reEvaluateStrips();
+    mainDisplay->refillFeedback();
     topBar.repaint();
 }
 
@@ -774,7 +790,12 @@ void MainContentComponent::openSessionOrAudioFiles()
     fileChooser->launchAsync (chooserFlags, [weak = juce::WeakReference<MainContentComponent> (this)] (const juce::FileChooser& chooser)
                               {
                                   const auto results = chooser.getResults();
-                                  if (auto* c = weak.get(); c != nullptr && ! results.isEmpty())
+                                  auto* c = weak.get();
+                                  if (c == nullptr)
+                                      return;
+                                  // The keys come back to this component as the chooser closes.
+                                  c->keyFocusTicks = 30;
+                                  if (! results.isEmpty())
                                       c->loadFiles (results);
                               });
 }
@@ -932,10 +953,11 @@ void MainContentComponent::actionListenerCallback (const juce::String& message)
     }
     else if (messages::hasPrefix (message, messages::feedback))
     {
-        // Without an id the feedback window closes. Not here yet: with an id it is made on the
-        // strip, filled, and the other strips' feedback toggles are cleared.
-        if (messages::trackIdAfter (message, messages::feedback) == 0)
-            mainDisplay->feedbackWindow.reset();
+        const auto trackId = messages::trackIdAfter (message, messages::feedback);
+        if (trackId == 0)
+            mainDisplay->closeFeedback();
+        else
+            mainDisplay->showFeedback (trackId);
     }
     else if (messages::isKeyword (message, messages::normalPresetIdChanged))
     {

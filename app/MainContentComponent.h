@@ -171,6 +171,9 @@ private:
     std::unique_ptr<juce::FileChooser> fileChooser;
     juce::String lastReportedStatus;
     bool useAllowed = true;
+    // Heartbeats left to take the keyboard focus: the first grab can come before the window
+    // can be focused, at the start and when a file chooser closes. Ends once it has it.
+    int keyFocusTicks = 60;
 
     JUCE_DECLARE_WEAK_REFERENCEABLE (MainContentComponent)
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MainContentComponent)
