@@ -5,6 +5,7 @@
 #include "app/Messages.h"
 #include "app/MainDisplay.h"
 #include "app/Playback.h"
+#include "display/EQWindow.h"
 #include "app/PopUpWindow.h"
 #include "app/ProductAvailabilityChecks.h"
 #include "display/AuthorisationWindow.h"
@@ -147,9 +148,9 @@ public:
     juce::Label statusLabel;
     std::unique_ptr<bws::SVGHyperlinkButton> productLink;
     std::unique_ptr<MainDisplay> mainDisplay;
-    juce::Component eqPanel;
-    bws::ClippedPNGButton compareEQButton { "CompareEQ" };
-    bws::ClippedPNGButton hideEQButton { "HideEQ" };
+    EQWindow eqPanel { model };
+    CompareEQButton compareEQButton;
+    HideEQButton hideEQButton;
     juce::ImageComponent cornerSeparatorLeft { "Corner Separator L" };
     juce::ImageComponent cornerSeparatorRight { "Corner Separator R" };
 

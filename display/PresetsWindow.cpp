@@ -7,6 +7,11 @@
 PresetsWindow::PresetsWindow (Model& m, const juce::String& title, int windowMode)
     : groupsList (m, windowMode), presetsList (m, windowMode), model (m), mode (windowMode)
 {
+    if (mode == 1)
+    {
+        dropTarget = std::make_unique<ReferenceTrackDragAndDropTarget> (m);
+        addAndMakeVisible (*dropTarget);
+    }
     addAndMakeVisible (groupsList);
     addAndMakeVisible (presetsList);
     addAndMakeVisible (xButton);
@@ -68,20 +73,6 @@ PresetsWindow::Layout PresetsWindow::layoutFor (int windowWidth, int windowHeigh
     const int presetsX = l.groups.getRight() + 2;
     l.presets = { presetsX, listsTop, juce::jlimit (0, 237, w - presetsX), listsHeight };
     return l;
-}
-
-void PresetsWindow::setDropTarget (juce::Component* target)
-{
-    if (mode != 1)
-        return;
-    if (dropTarget != nullptr)
-        removeChildComponent (dropTarget);
-    dropTarget = target;
-    if (target != nullptr)
-    {
-        addAndMakeVisible (target, 0);
-        resized();
-    }
 }
 
 void PresetsWindow::actionListenerCallback (const juce::String& message)

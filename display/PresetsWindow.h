@@ -1,6 +1,7 @@
 #pragma once
 
 #include "display/PresetsListBox.h"
+#include "display/ReferenceTrackDragAndDropTarget.h"
 #include "kit/ScrollbarLNF.h"
 #include "kit/XButton.h"
 
@@ -40,10 +41,8 @@ public:
     };
     static Layout layoutFor (int windowWidth, int windowHeight, int mode);
 
-    // The reference drop area that mode 1 holds (made by the EQ window's side); the window
-    // shows it but doesn't own it. Ignored in mode 0.
-    void setDropTarget (juce::Component* target);
-    juce::Component* getDropTarget() const noexcept { return dropTarget; }
+    // The reference drop area that mode 1 holds; none in mode 0.
+    ReferenceTrackDragAndDropTarget* getDropTarget() const noexcept { return dropTarget.get(); }
 
     // Called after the close button hid the window; the owner deletes it.
     std::function<void()> onClose;
@@ -67,7 +66,7 @@ public:
 private:
     Model& model;
     const int mode;
-    juce::Component* dropTarget = nullptr;
+    std::unique_ptr<ReferenceTrackDragAndDropTarget> dropTarget;
     bws::ScrollbarLNF scrollbarLook;
     juce::Point<int> dragStart;
 
