@@ -94,16 +94,15 @@ TEST_F (PresetsBrowser, CompareModeHidesTheReferenceUntilOneIsAnalysed)
     EXPECT_EQ (model->currentEQPreset->presetId, 62);
     EXPECT_EQ (model->getCurrentPresetName (1), "REFERENCE TRACK");
 
-    // The drop area is shown above the lists in this mode, and refused in the other.
-    juce::Component dropArea;
-    window.setDropTarget (&dropArea);
-    EXPECT_EQ (window.getIndexOfChildComponent (&dropArea), 0);
-    EXPECT_TRUE (dropArea.isVisible());
-    EXPECT_LT (dropArea.getBottom(), window.groupsList.getY());
+    // The reference drop area is the first child in this mode, above the lists; the other mode has none.
+    window.setSize (PresetsWindow::width, PresetsWindow::compareHeight);
+    auto* dropArea = window.getDropTarget();
+    ASSERT_NE (dropArea, nullptr);
+    EXPECT_EQ (window.getIndexOfChildComponent (dropArea), 0);
+    EXPECT_TRUE (dropArea->isVisible());
+    EXPECT_LT (dropArea->getBottom(), window.groupsList.getY());
     PresetsWindow normal (*model, "PRESETS", 0);
-    normal.setDropTarget (&dropArea);
     EXPECT_EQ (normal.getDropTarget(), nullptr);
-    window.setDropTarget (nullptr);
 }
 
 TEST_F (PresetsBrowser, LayoutAndRowColours)
