@@ -4,11 +4,15 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <cstdlib>
 #include <limits>
+#include <new>
 
 #if defined(__SSE2__)
  #include <emmintrin.h>
 #endif
+
+#include <sys/mman.h>
 
 namespace
 {
@@ -154,6 +158,74 @@ std::unique_ptr<float[]> ones;
 int onesLength = 0;
 } // namespace
 
+// Large rings come straight from the kernel, whose fresh pages read as zero and cost nothing
+// until written; small ones from calloc.
+constexpr std::size_t mappedRingBytes = 64 * 1024;
+
+void ZeroedFloatsDeleter::operator() (float* p) const
+{
+    if (p == nullptr)
+        return;
+    const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
+    if (bytes >= mappedRingBytes)
+        munmap (p, bytes);
+    else
+        std::free (p);
+}
+
+ZeroedFloats makeZeroedFloats (std::size_t count)
+{
+    const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
+    void* p = nullptr;
+    if (bytes >= mappedRingBytes)
+    {
+        p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (p == MAP_FAILED)
+            p = nullptr;
+    }
+    else
+    {
+        p = std::calloc (std::max<std::size_t> (count, 1), sizeof (float));
+    }
+    if (p == nullptr)
+        throw std::bad_alloc();
+    return ZeroedFloats (static_cast<float*> (p), ZeroedFloatsDeleter { count });
+}
+
+namespace
+{
+template <int K>
+void sumSideBySide (const float* const* arrays, int length, float* sums)
+{
+    float acc[K] = {};
+    for (int i = 0; i < length; ++i)
+        for (int j = 0; j < K; ++j)
+            acc[j] += arrays[j][i];
+    for (int j = 0; j < K; ++j)
+        sums[j] = acc[j];
+}
+} // namespace
+
+void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+{
+    for (int g = 0; g < count; g += 8)
+    {
+        const float* const* a = arrays + g;
+        float* out = sums + g;
+        switch (std::min (8, count - g))
+        {
+            case 8: sumSideBySide<8> (a, length, out); break;
+            case 7: sumSideBySide<7> (a, length, out); break;
+            case 6: sumSideBySide<6> (a, length, out); break;
+            case 5: sumSideBySide<5> (a, length, out); break;
+            case 4: sumSideBySide<4> (a, length, out); break;
+            case 3: sumSideBySide<3> (a, length, out); break;
+            case 2: sumSideBySide<2> (a, length, out); break;
+            default: sumSideBySide<1> (a, length, out); break;
+        }
+    }
+}
+
 float loudnessOfPower (float power)
 {
     return 10.0f * log10f (power) - 0.691f;
@@ -246,13 +318,13 @@ void LUFSProcessor<N>::prepare()
     shortTermCount = peakCount = blockCount = integratedCount = startCount;
     shortTermWrite = blockWrite = powerWrite = peakWrite = 0;
 
-    peakRing = std::make_unique<float[]> ((std::size_t) peakLength);
-    shortTermRing = std::make_unique<float[]> ((std::size_t) shortTermLength);
+    peakRing = makeZeroedFloats ((std::size_t) peakLength);
+    shortTermRing = makeZeroedFloats ((std::size_t) shortTermLength);
     shortTermHistory.reserve (3000);
     historyPowers.reserve (3000);
     sortedLevels.reserve (3000);
     sortedPowers.reserve (3000);
-    blockRing = std::make_unique<float[]> ((std::size_t) blockLength);
+    blockRing = makeZeroedFloats ((std::size_t) blockLength);
     std::fill (blockPowers, blockPowers + N, 0.0f);
 
     const auto shelf = kWeightingShelf (sampleRate);
@@ -277,7 +349,12 @@ void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 template <int N>
 void LUFSProcessor<N>::formBlock()
 {
-    const float sum = sumInOrder (blockRing.get(), blockLength);
+    storeBlock (sumInOrder (blockRing.get(), blockLength));
+}
+
+template <int N>
+void LUFSProcessor<N>::storeBlock (float sum)
+{
     blockPowers[powerWrite] = sum / (float) blockLength;
     if (++powerWrite == capacity)
         powerWrite = 0;
