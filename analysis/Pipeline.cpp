@@ -15,6 +15,8 @@
 #include <limits>
 #include <mutex>
 
+#include <sys/mman.h>
+
 namespace
 {
 constexpr float minusInfinity = -std::numeric_limits<float>::infinity();
@@ -29,6 +31,20 @@ int framesInBlock (int numSamples, juce::int64 positionAfterRead)
     if (difference < 0)
         n = Track::readBlock + difference;
     return (int) std::max<juce::int64> (0, n);
+}
+
+// A file's samples fill tens of megabytes at once; in pages of 2 MB the first writes cost a
+// few hundred faults instead of tens of thousands. Only a hint: nothing changes if refused.
+float* withLargePages (float* samples, size_t count)
+{
+    constexpr uintptr_t large = 2u << 20;
+    const auto begin = (reinterpret_cast<uintptr_t> (samples) + large - 1) & ~(large - 1);
+    const auto end = (reinterpret_cast<uintptr_t> (samples + count)) & ~(large - 1);
+#if defined(MADV_HUGEPAGE)
+    if (end > begin)
+        madvise (reinterpret_cast<void*> (begin), end - begin, MADV_HUGEPAGE);
+#endif
+    return samples;
 }
 
 // Frames decoded into memory so far, handed from the decoder to the walk that follows it.
@@ -412,8 +428,9 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
 
     const bool stereo = numChannels == 2;
     // Not zeroed: the first pass writes every frame that is kept.
-    leftChannel.reset (new float[(size_t) std::max (numSamples, 1)]);
-    rightChannel.reset (stereo ? new float[(size_t) std::max (numSamples, 1)] : nullptr);
+    const auto frames = (size_t) std::max (numSamples, 1);
+    leftChannel.reset (withLargePages (new float[frames], frames));
+    rightChannel.reset (stereo ? withLargePages (new float[frames], frames) : nullptr);
     float* left = leftChannel.get();
     float* right = rightChannel.get();
 

@@ -134,12 +134,56 @@ int partitionAbove (float* d, int count, float threshold)
     }
 }
 
+// The in-order sum of ring[0 .. length), going on from prefix (the sum of its first
+// prefix.end entries) and leaving in prefix the partial sum up to `mark` when mark lies ahead.
+float sumRingFrom (const float* ring, int length, RingPrefix& prefix, int mark)
+{
+    int i = prefix.end;
+    float sum = i > 0 ? prefix.sum : 0.0f;
+    if (mark >= i && mark <= length)
+    {
+        for (; i < mark; ++i)
+            sum += ring[i];
+        prefix.end = mark;
+        prefix.sum = sum;
+    }
+    for (; i < length; ++i)
+        sum += ring[i];
+    return sum;
+}
+
 float sumInOrder (const float* d, int n)
 {
     float sum = 0.0f;
     for (int i = 0; i < n; ++i)
         sum += d[i];
     return sum;
+}
+
+// The value of the largest magnitude; the largest is the same in any order of search, so the
+// search runs in sixteen lanes, built for the widest vectors the processor has.
+#if defined(__x86_64__) && defined(__GNUC__) && ! defined(__clang__)
+__attribute__ ((target_clones ("avx512f", "avx2", "default")))
+#endif
+float largestMagnitude (const float* ring, int length)
+{
+    float lanes[16] = {};
+    int i = 0;
+    for (; i + 16 <= length; i += 16)
+        for (int k = 0; k < 16; ++k)
+        {
+            const float a = fabsf (ring[i + k]);
+            lanes[k] = a > lanes[k] ? a : lanes[k];
+        }
+    float largest = 0.0f;
+    for (; i < length; ++i)
+    {
+        const float a = fabsf (ring[i]);
+        largest = a > largest ? a : largest;
+    }
+    for (float lane : lanes)
+        largest = lane > largest ? lane : largest;
+    return largest;
 }
 
 float absoluteGatePower()
@@ -197,7 +241,7 @@ namespace
 template <int K>
 void sumSideBySide (const float* const* arrays, int length, float* sums)
 {
-    float acc[K] = {};
+    float acc[static_cast<std::size_t> (K)] = {};
     for (int i = 0; i < length; ++i)
         for (int j = 0; j < K; ++j)
             acc[j] += arrays[j][i];
@@ -325,6 +369,8 @@ void LUFSProcessor<N>::prepare()
     sortedLevels.reserve (3000);
     sortedPowers.reserve (3000);
     blockRing = makeZeroedFloats ((std::size_t) blockLength);
+    shortTermPrefix.forget();
+    blockPrefix.forget();
     std::fill (blockPowers, blockPowers + N, 0.0f);
 
     const auto shelf = kWeightingShelf (sampleRate);
@@ -338,8 +384,8 @@ void LUFSProcessor<N>::prepare()
 template <int N>
 void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 {
-    // Summed afresh over the whole window, in ring order.
-    const float sum = sumInOrder (shortTermRing.get(), shortTermLength);
+    // The whole window in ring order, the unchanged front taken from the last renewal.
+    const float sum = sumRingFrom (shortTermRing.get(), shortTermLength, shortTermPrefix, shortTermWrite + 1);
     shortTermValue = loudnessOfPower (sum / (float) shortTermLength);
     shortTermCount = startCount;
     if (renewed != nullptr)
@@ -349,7 +395,7 @@ void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 template <int N>
 void LUFSProcessor<N>::formBlock()
 {
-    storeBlock (sumInOrder (blockRing.get(), blockLength));
+    storeBlock (sumRingFrom (blockRing.get(), blockLength, blockPrefix, blockWrite + 1));
 }
 
 template <int N>
@@ -381,26 +427,7 @@ void LUFSProcessor<N>::gatingPass()
 template <int N>
 void LUFSProcessor<N>::renewRollingPeak()
 {
-    // The value of the largest magnitude; the largest is the same in any order of search,
-    // so the search runs in eight lanes.
-    const float* ring = peakRing.get();
-    float lanes[8] = {};
-    int i = 0;
-    for (; i + 8 <= peakLength; i += 8)
-        for (int k = 0; k < 8; ++k)
-        {
-            const float a = fabsf (ring[i + k]);
-            lanes[k] = a > lanes[k] ? a : lanes[k];
-        }
-    float largest = 0.0f;
-    for (; i < peakLength; ++i)
-    {
-        const float a = fabsf (ring[i]);
-        largest = a > largest ? a : largest;
-    }
-    for (float lane : lanes)
-        largest = lane > largest ? lane : largest;
-    rollingPeak = largest;
+    rollingPeak = largestMagnitude (peakRing.get(), peakLength);
     peakCount = startCount;
 }
 
@@ -408,6 +435,7 @@ template <int N>
 void LUFSProcessor<N>::resetShortTermWindow()
 {
     std::fill (shortTermRing.get(), shortTermRing.get() + shortTermLength, std::pow (10.0f, -6.9309f));
+    shortTermPrefix.forget();
     shortTermValue = minusInfinity;
     shortTermWrite = 0;
 }
@@ -421,6 +449,7 @@ void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
     const float fill = powf (10.0f, (level + 0.691f) / 10.0f);
     if (blockRing != nullptr)
         std::fill (blockRing.get(), blockRing.get() + blockLength, fill);
+    blockPrefix.forget();
     std::fill (blockPowers, blockPowers + N, fill);
 
     integratedValue = keepLevel ? level : minusInfinity;

@@ -18,6 +18,19 @@ struct ZeroedFloatsDeleter
 using ZeroedFloats = std::unique_ptr<float[], ZeroedFloatsDeleter>;
 ZeroedFloats makeZeroedFloats (std::size_t count);
 
+// A ring's sum is taken in index order, so the sum of its first `end` entries stays good
+// while none of them is written: each renewal goes on from where the entries changed since
+// the last one begin, and keeps the partial sum up to where the next changes will begin.
+// Every write through the steps lowers `end` to the index written; whoever writes a ring
+// otherwise must call forget().
+struct RingPrefix
+{
+    int end = 0;
+    float sum = 0.0f;
+    void touch (int index) { end = index < end ? index : end; }
+    void forget() { end = 0; }
+};
+
 // Gated loudness, 3 s short-term loudness, a rolling 3 s peak and the loudness range
 // of a stream of per-sample powers. N is how many 400 ms block powers the gate keeps.
 // Every step returns the value held after that sample; values change only at the hops.
@@ -44,6 +57,7 @@ public:
 
     float shortTermStep (float power, bool* renewed = nullptr) override
     {
+        shortTermPrefix.touch (shortTermWrite);
         shortTermRing.get()[shortTermWrite] = power;
         if (shortTermCount == shortTermHop + startCount)
             renewShortTerm (renewed);
@@ -80,6 +94,7 @@ public:
     void integratedFill (int n, PowerOf&& powerOf)
     {
         float* ring = blockRing.get();
+        blockPrefix.touch (n >= blockLength - blockWrite ? 0 : blockWrite);
         int k = 0;
         while (k < n)
         {
@@ -102,6 +117,7 @@ public:
     // ring added in index order (ignored when no block is due), and returns the held value.
     bool beginIntegratedEvent (float power)
     {
+        blockPrefix.touch (blockWrite);
         blockRing.get()[blockWrite] = power;
         return blockCount == blockHop + startCount;
     }
@@ -163,6 +179,9 @@ public:
     int peakLength = 0;
     int peakWrite = 0;
     float rollingPeak = 0.0f;
+
+    // Partial sums of the front of the 3 s and 400 ms rings (see RingPrefix).
+    RingPrefix shortTermPrefix, blockPrefix;
 
 private:
     void renewShortTerm (bool* renewed);
