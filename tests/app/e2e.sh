@@ -4,6 +4,8 @@
 # Usage: e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 # Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
 set -euo pipefail
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
@@ -35,25 +37,7 @@ fail() {
     exit 1
 }
 
-# Waits up to $1 seconds for a command to succeed.
-wait_for() {
-    local seconds="$1"; shift
-    local tries=$((seconds * 10))
-    while ! "$@" >/dev/null 2>&1; do
-        tries=$((tries - 1))
-        [ "$tries" -gt 0 ] || return 1
-        sleep 0.1
-    done
-}
-
-# A display of our own: Xvfb picks a free number and writes it to the descriptor.
-exec 5>"$work/display"
-Xvfb -displayfd 5 -screen 0 1920x1200x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-exec 5>&-
-wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-"$helper" atoms || fail "could not prepare the display"
+start_virtual_display
 
 # Settings and everything else go to a home of the test's own.
 export HOME="$work/home"
