@@ -110,6 +110,8 @@ void BiQuadBandpassVector::filterBlock (const float* left, const float* right,
 
 namespace
 {
+constexpr float silentLevel = -70.0f;
+
 template <int N>
 std::unique_ptr<LUFSProcessor<N>> makeBandProcessor (double sampleRate)
 {
