@@ -161,8 +161,10 @@ float sumInOrder (const float* d, int n)
 }
 
 // The value of the largest magnitude; the largest is the same in any order of search, so the
-// search runs in sixteen lanes, built for the widest vectors the processor has.
-#if defined(__x86_64__) && defined(__GNUC__) && ! defined(__clang__)
+// search runs in sixteen lanes, built for the widest vectors the processor has. (Not in
+// sanitizer builds: their runtime isn't up yet when the loader picks the version.)
+#if defined(__x86_64__) && defined(__GNUC__) && ! defined(__clang__) && ! defined(__SANITIZE_THREAD__) \
+    && ! defined(__SANITIZE_ADDRESS__)
 __attribute__ ((target_clones ("avx512f", "avx2", "default")))
 #endif
 float largestMagnitude (const float* ring, int length)
