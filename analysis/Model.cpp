@@ -207,6 +207,20 @@ bool Model::isDisplayableText (const juce::String& text)
     return true;
 }
 
+void Model::analysisStarting()
+{
+    std::lock_guard<std::mutex> guard (analysisCountLock);
+    ++analysesUnderWay;
+    rangeAnalysing = true;
+}
+
+void Model::analysisEnded()
+{
+    std::lock_guard<std::mutex> guard (analysisCountLock);
+    if (--analysesUnderWay == 0)
+        rangeAnalysing = false;
+}
+
 void Model::chooseTruePeakProcessors (double fs)
 {
     if (fs <= 44100.0)

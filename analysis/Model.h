@@ -62,6 +62,12 @@ public:
     // Chooses leftTruePeak/rightTruePeak for a rate and loads their prototypes.
     void chooseTruePeakProcessors (double sampleRate);
 
+    // Every run of analyseRange, a span's or a load's, is announced here before it waits for
+    // analysisLock and signed off after: rangeAnalysing stays true while any is running or
+    // waiting.
+    void analysisStarting();
+    void analysisEnded();
+
     juce::AudioFormatManager audioFormatManager;
     std::thread loadThread;
     LoadQueue loadQueue;
@@ -69,6 +75,10 @@ public:
     std::unique_ptr<Track> referenceTrack;
     bool bulkReading = false;
     std::atomic<bool> rangeAnalysing { false };
+    // Held by a load from the set-up of the processors to the end of its walk over the
+    // frames, and by a span's analysis for its walk: the shared processors serve one
+    // analysis at a time, so a span drawn during a load waits for that file to finish.
+    std::mutex analysisLock;
     bool transportRunning = false;
     std::mutex tracksLock;
     std::condition_variable shutdownSignal;
@@ -175,6 +185,9 @@ public:
     float loudnessMatchTarget = -14.0f;
 
 private:
+    std::mutex analysisCountLock;
+    int analysesUnderWay = 0;
+
     void registerFormats();
     void sendLoad (const char* prefix, const Track& track);
 

@@ -6,9 +6,16 @@
 #include "measure/StereoMeasures.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
+#include <future>
 #include <limits>
+#include <mutex>
+
+#include <sys/mman.h>
 
 namespace
 {
@@ -26,6 +33,67 @@ int framesInBlock (int numSamples, juce::int64 positionAfterRead)
     return (int) std::max<juce::int64> (0, n);
 }
 
+// A file's samples fill tens of megabytes at once; in pages of 2 MB the first writes cost a
+// few hundred faults instead of tens of thousands. Only a hint: nothing changes if refused.
+float* withLargePages (float* samples, size_t count)
+{
+    constexpr uintptr_t large = 2u << 20;
+    const auto begin = (reinterpret_cast<uintptr_t> (samples) + large - 1) & ~(large - 1);
+    const auto end = (reinterpret_cast<uintptr_t> (samples + count)) & ~(large - 1);
+#if defined(MADV_HUGEPAGE)
+    if (end > begin)
+        madvise (reinterpret_cast<void*> (begin), end - begin, MADV_HUGEPAGE);
+#endif
+    return samples;
+}
+
+// Frames decoded into memory so far, handed from the decoder to the walk that follows it.
+class FrameSupply
+{
+public:
+    void publish (int frames)
+    {
+        {
+            std::lock_guard<std::mutex> guard (lock);
+            ready.store (frames, std::memory_order_release);
+        }
+        changed.notify_all();
+    }
+
+    // No more frames will come.
+    void close()
+    {
+        {
+            std::lock_guard<std::mutex> guard (lock);
+            closed = true;
+        }
+        changed.notify_all();
+    }
+
+    // Waits until at least `frames` are in or the supply is closed; returns how many are in.
+    int waitFor (int frames)
+    {
+        const int now = ready.load (std::memory_order_acquire);
+        if (now >= frames)
+            return now;
+        std::unique_lock<std::mutex> guard (lock);
+        changed.wait (guard, [&] { return closed || ready.load (std::memory_order_acquire) >= frames; });
+        return ready.load (std::memory_order_acquire);
+    }
+
+private:
+    std::atomic<int> ready { 0 };
+    bool closed = false;
+    std::mutex lock;
+    std::condition_variable changed;
+};
+
+// Progress after frame `frame` of a walk over [startSample, endSample).
+float walkProgress (int frame, int startSample, int endSample, float progressBase)
+{
+    return ((float) (frame - startSample) / (float) (endSample - startSample)) * 5.0f / 10.0f + progressBase;
+}
+
 std::unique_ptr<LUFSProcessor<3000>> makeLoudnessProcessor (double sampleRate, unsigned measures)
 {
     auto processor = std::make_unique<LUFSProcessor<3000>>();
@@ -36,110 +104,6 @@ std::unique_ptr<LUFSProcessor<3000>> makeLoudnessProcessor (double sampleRate, u
     return processor;
 }
 } // namespace
-
-void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
-{
-    loading = true;
-    progress = 0.0f;
-
-    auto& m = *model;
-    m.multiFrequency.prepareBands (sampleRate);
-    makeOnesVector (sampleRate);
-    m.loudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::allMeasures);
-    m.plainLoudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::integratedMeasure);
-    m.chooseTruePeakProcessors (sampleRate);
-
-    const bool stereo = numChannels == 2;
-    std::unique_ptr<float[]> left (new float[(size_t) std::max (numSamples, 1)]());
-    std::unique_ptr<float[]> right (stereo ? new float[(size_t) std::max (numSamples, 1)]() : nullptr);
-
-    blockBuffer->clear();
-    m.bulkReading = true;
-    readerSource->setNextReadPosition (0);
-    samplesRead = 0;
-    m.multiFrequency.resetBands();
-
-    const juce::AudioSourceChannelInfo block (blockBuffer, 0, readBlock);
-    const float* channel0 = blockBuffer->getReadPointer (0);
-    const float* channel1 = blockBuffer->getReadPointer (1);
-
-    // First pass: the whole file into memory, with an unfiltered level for every block.
-    while (readerSource->getNextReadPosition() <= (juce::int64) numSamples)
-    {
-        if (m.stopAll || abortRequested)
-        {
-            m.bulkReading = false;
-            break;
-        }
-        readerSource->getNextAudioBlock (block);
-        const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
-
-        std::memcpy (left.get() + samplesRead, channel0, sizeof (float) * (size_t) n);
-        if (stereo)
-            std::memcpy (right.get() + samplesRead, channel1, sizeof (float) * (size_t) n);
-
-        m.multiFrequency.meterBlock (channel0, stereo ? channel1 : nullptr, n);
-
-        samplesRead += n;
-        progress = ((float) samplesRead / (float) numSamples) / 10.0f;
-    }
-
-    // Second pass: the blocks within 1.5 dB of the loudest are read again for the bands.
-    const auto& levels = m.multiFrequency.blockLevels;
-    if (! levels.empty())
-    {
-        float loudest = levels[0];
-        for (float level : levels)
-            if (level > loudest)
-                loudest = level;
-
-        const int count = (int) levels.size();
-        for (int j = 0; j < count; ++j)
-        {
-            if (m.stopAll || abortRequested)
-            {
-                m.bulkReading = false;
-                break;
-            }
-            if (loudest - levels[(size_t) j] < bandGate)
-            {
-                readerSource->setNextReadPosition ((juce::int64) readBlock * j);
-                readerSource->getNextAudioBlock (block);
-                const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
-                m.multiFrequency.analyseBlock (channel0, stereo ? channel1 : nullptr, n);
-            }
-            progress = ((float) j / (float) count) * 4.0f / 10.0f + 0.1f;
-        }
-    }
-
-    // Finish, also after a stop: what was read keeps its readings.
-    multiFrequencyIntegratedLUFS.assign (m.multiFrequency.stereoBands.begin(), m.multiFrequency.stereoBands.end());
-    midMultiFrequencyIntegratedLUFS.assign (m.multiFrequency.midBands.begin(), m.multiFrequency.midBands.end());
-    sideMultiFrequencyIntegratedLUFS.assign (m.multiFrequency.sideBands.begin(), m.multiFrequency.sideBands.end());
-
-    if (samplesRead < numSamples)
-    {
-        auto shrink = [this] (std::unique_ptr<float[]>& samples)
-        {
-            if (samples == nullptr)
-                return;
-            std::unique_ptr<float[]> exact (new float[(size_t) std::max (samplesRead, 1)]);
-            std::memcpy (exact.get(), samples.get(), sizeof (float) * (size_t) samplesRead);
-            samples = std::move (exact);
-        };
-        shrink (left);
-        shrink (right);
-    }
-    numSamples = samplesRead;
-    leftChannel = std::move (left);
-    rightChannel = std::move (right);
-
-    analyseRange (0, numSamples, &wholeFileReadings, progress, nullptr);
-
-    m.bulkReading = false;
-    loading = false;
-    analysisComplete = true;
-}
 
 namespace
 {
@@ -166,6 +130,10 @@ struct Walk
     int bucketLength;
     float progressBase;
     StereoTruePeakFeed stereoTruePeak;
+    // During a load the walk follows the decoder: frames are taken only once the supply has
+    // them, and progress goes to `walked` (the load thread owns the track's progress).
+    FrameSupply* supply = nullptr;
+    std::atomic<int>* walked = nullptr;
 
     float bucketShortTerm = minusInfinity;
     float bucketIntegrated = minusInfinity;
@@ -177,9 +145,14 @@ struct Walk
     int ringIndex = 0;
 
     // The value progress has after frame i.
-    float progressAt (int i) const
+    float progressAt (int i) const { return walkProgress (i, startSample, endSample, progressBase); }
+
+    void report (int i) const
     {
-        return ((float) (i - startSample) / (float) (endSample - startSample)) * 5.0f / 10.0f + progressBase;
+        if (walked != nullptr)
+            walked->store (i + 1, std::memory_order_relaxed);
+        else
+            track.progress = progressAt (i);
     }
 };
 
@@ -188,9 +161,10 @@ struct Walk
 constexpr int progressInterval = 1024;
 
 // The frame loop with the channel layout and the reference mode fixed, so that neither is
-// asked again on every frame.
+// asked again on every frame. Returns the frame it ended before: endSample, the frame of a
+// stop, or -1 when the supply closed before the frames the walk needed.
 template <Layout layout, bool reference>
-void walkFrames (Walk& w)
+int walkFrames (Walk& w)
 {
     auto& track = w.track;
     auto& m = w.model;
@@ -206,14 +180,22 @@ void walkFrames (Walk& w)
     // Frames until the next whole multiple of the step, counted from the file's start.
     int untilStep = stepLength > 0 ? (stepLength - w.startSample % stepLength) % stepLength : -1;
     int untilProgress = 0;
+    // Frames that may be read: a step measures up to stepLength frames ahead of its first.
+    int available = w.supply == nullptr ? endSample : 0;
 
     for (int i = w.startSample; i < endSample; ++i)
     {
         if (track.abortRequested)
         {
             if (i > w.startSample)
-                track.progress = w.progressAt (i - 1);
-            break;
+                w.report (i - 1);
+            return i;
+        }
+        if (available < endSample && available < i + stepLength + 1)
+        {
+            available = w.supply->waitFor (std::min (endSample, i + stepLength + Track::readBlock));
+            if (available < std::min (endSample, i + stepLength + 1))
+                return -1;
         }
 
         const float L = leftSamples[i];
@@ -318,37 +300,36 @@ void walkFrames (Walk& w)
 
         if (--untilProgress < 0 || i == endSample - 1)
         {
-            track.progress = w.progressAt (i);
+            w.report (i);
             untilProgress = progressInterval - 1;
         }
     }
+    return endSample;
 }
 
 template <bool reference>
-void walkFrames (Walk& w, int numChannels)
+int walkFrames (Walk& w, int numChannels)
 {
     if (numChannels == 2)
-        walkFrames<Layout::stereo, reference> (w);
-    else if (numChannels == 1)
-        walkFrames<Layout::mono, reference> (w);
-    else
-        walkFrames<Layout::other, reference> (w);
+        return walkFrames<Layout::stereo, reference> (w);
+    if (numChannels == 1)
+        return walkFrames<Layout::mono, reference> (w);
+    return walkFrames<Layout::other, reference> (w);
 }
-} // namespace
 
-void Track::analyseRange (int startSample, int endSample, AllReadings* readings, float progressBase,
-                          std::function<void()> finished)
+// Set-up steps 2 to 8 of an analysis, then the walk; the caller holds analysisLock.
+int walkRange (Track& track, int startSample, int endSample, AllReadings& r, float progressBase,
+               FrameSupply* supply, std::atomic<int>* walked)
 {
-    auto& m = *model;
-    analysing = true;
-    m.rangeAnalysing = true;
-    progress = 0.0f;
-    stepCount = 0;
+    auto& m = *track.model;
+    if (walked == nullptr)
+        track.progress = 0.0f;
+    track.stepCount = 0;
 
-    const int bucketLength = numSamples / pixelCount;
+    const int bucketLength = track.numSamples / Track::pixelCount;
 
     m.leftTruePeak->reset();
-    if (numChannels == 2)
+    if (track.numChannels == 2)
         m.rightTruePeak->reset();
 
     auto& loudness = *m.loudnessProcessor;
@@ -365,23 +346,218 @@ void Track::analyseRange (int startSample, int endSample, AllReadings* readings,
 
     plain.resetMeasure (false, -70.0f);
 
-    stepLength = std::min (stereo::stepLengthForRate (sampleRate), bucketLength);
+    track.stepLength = std::min (stereo::stepLengthForRate (track.sampleRate), bucketLength);
 
-    auto& r = *readings;
     r.clear();
 
-    Walk w { *this, m, r, leftChannel.get(), rightChannel.get(), startSample, endSample, bucketLength, progressBase,
-             numChannels == 2 ? truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak) : nullptr };
-    if (isReference)
-        walkFrames<true> (w, numChannels);
-    else
-        walkFrames<false> (w, numChannels);
+    Walk w { track, m, r, track.leftChannel.get(), track.rightChannel.get(), startSample, endSample, bucketLength,
+             progressBase,
+             track.numChannels == 2 ? truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak) : nullptr,
+             supply, walked };
+    return track.isReference ? walkFrames<true> (w, track.numChannels) : walkFrames<false> (w, track.numChannels);
+}
+
+// Marks an analysis as under way for as long as it lives.
+struct AnalysisUnderWay
+{
+    explicit AnalysisUnderWay (Track& t) : track (t) { track.model->analysisStarting(); track.analysing = true; }
+    ~AnalysisUnderWay() { end(); }
+    void end()
+    {
+        if (! ended)
+        {
+            track.analysing = false;
+            track.model->analysisEnded();
+        }
+        ended = true;
+    }
+    Track& track;
+    bool ended = false;
+};
+
+// The true-peak processors as an analysis found them: a load whose walk went ahead of a stop
+// puts them back, so that the next file begins with the history it would have had.
+struct TruePeakSnapshot
+{
+    explicit TruePeakSnapshot (const Model& m)
+        : a16 (m.truePeak16a), b16 (m.truePeak16b), a8 (m.truePeak8a), b8 (m.truePeak8b), a4 (m.truePeak4a), b4 (m.truePeak4b)
+    {
+    }
+    void restore (Model& m) const
+    {
+        m.truePeak16a = a16;
+        m.truePeak16b = b16;
+        m.truePeak8a = a8;
+        m.truePeak8b = b8;
+        m.truePeak4a = a4;
+        m.truePeak4b = b4;
+    }
+    TruePeakProcessor<16, 16> a16, b16;
+    TruePeakProcessor<8, 32> a8, b8;
+    TruePeakProcessor<4, 64> a4, b4;
+};
+} // namespace
+
+void Track::analyseRange (int startSample, int endSample, AllReadings* readings, float progressBase,
+                          std::function<void()> finished)
+{
+    AnalysisUnderWay underWay (*this);
+    {
+        std::lock_guard<std::mutex> hold (model->analysisLock);
+        walkRange (*this, startSample, endSample, *readings, progressBase, nullptr, nullptr);
+    }
 
     if (finished)
         finished();
+}
 
-    analysing = false;
-    m.rangeAnalysing = false;
+void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
+{
+    loading = true;
+    progress = 0.0f;
+
+    auto& m = *model;
+    std::unique_lock<std::mutex> hold (m.analysisLock);
+
+    m.multiFrequency.prepareBands (sampleRate);
+    makeOnesVector (sampleRate);
+    m.loudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::allMeasures);
+    m.plainLoudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::integratedMeasure);
+    m.chooseTruePeakProcessors (sampleRate);
+    const auto truePeakBefore = std::make_unique<TruePeakSnapshot> (m);
+
+    const bool stereo = numChannels == 2;
+    // Not zeroed: the first pass writes every frame that is kept.
+    const auto frames = (size_t) std::max (numSamples, 1);
+    leftChannel.reset (withLargePages (new float[frames], frames));
+    rightChannel.reset (stereo ? withLargePages (new float[frames], frames) : nullptr);
+    float* left = leftChannel.get();
+    float* right = rightChannel.get();
+
+    blockBuffer->clear();
+    m.bulkReading = true;
+    readerSource->setNextReadPosition (0);
+    samplesRead = 0;
+    m.multiFrequency.resetBands();
+
+    // The walk over every frame runs beside the two passes, following the decoder: the
+    // measures it feeds are not those of the band pass, and it reads only frames already
+    // in memory. The true-peak and loudness processors end as a walk after the passes
+    // leaves them; if a stop cuts the passes short, the walk is made again below as it
+    // would have been.
+    const int walkEnd = numSamples;
+    FrameSupply supply;
+    std::atomic<int> walked { 0 };
+    AnalysisUnderWay underWay (*this);
+    auto walk = std::async (std::launch::async, [this, &supply, &walked, walkEnd]
+                            { return walkRange (*this, 0, walkEnd, wholeFileReadings, 0.0f, &supply, &walked); });
+    struct CloseOnExit
+    {
+        FrameSupply& supply;
+        ~CloseOnExit() { supply.close(); }
+    } closeOnExit { supply };
+
+    bool stopped = false;
+    const juce::AudioSourceChannelInfo block (blockBuffer, 0, readBlock);
+    const float* channel0 = blockBuffer->getReadPointer (0);
+    const float* channel1 = blockBuffer->getReadPointer (1);
+
+    // First pass: the whole file into memory, with an unfiltered level for every block.
+    while (readerSource->getNextReadPosition() <= (juce::int64) numSamples)
+    {
+        if (m.stopAll || abortRequested)
+        {
+            stopped = true;
+            break;
+        }
+        readerSource->getNextAudioBlock (block);
+        const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
+
+        std::memcpy (left + samplesRead, channel0, sizeof (float) * (size_t) n);
+        if (stereo)
+            std::memcpy (right + samplesRead, channel1, sizeof (float) * (size_t) n);
+        samplesRead += n;
+        supply.publish (samplesRead);
+
+        m.multiFrequency.meterBlock (channel0, stereo ? channel1 : nullptr, n);
+        progress = ((float) samplesRead / (float) numSamples) / 10.0f;
+    }
+    supply.close();
+
+    // Second pass: the blocks within 1.5 dB of the loudest are read again for the bands.
+    const auto& levels = m.multiFrequency.blockLevels;
+    if (! levels.empty())
+    {
+        float loudest = levels[0];
+        for (float level : levels)
+            if (level > loudest)
+                loudest = level;
+
+        const int count = (int) levels.size();
+        for (int j = 0; j < count; ++j)
+        {
+            if (m.stopAll || abortRequested)
+            {
+                stopped = true;
+                break;
+            }
+            if (loudest - levels[(size_t) j] < bandGate)
+            {
+                readerSource->setNextReadPosition ((juce::int64) readBlock * j);
+                readerSource->getNextAudioBlock (block);
+                const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
+                m.multiFrequency.analyseBlock (channel0, stereo ? channel1 : nullptr, n);
+            }
+            progress = ((float) j / (float) count) * 4.0f / 10.0f + 0.1f;
+        }
+    }
+
+    // Finish, also after a stop: what was read keeps its readings.
+    multiFrequencyIntegratedLUFS.assign (m.multiFrequency.stereoBands.begin(), m.multiFrequency.stereoBands.end());
+    midMultiFrequencyIntegratedLUFS.assign (m.multiFrequency.midBands.begin(), m.multiFrequency.midBands.end());
+    sideMultiFrequencyIntegratedLUFS.assign (m.multiFrequency.sideBands.begin(), m.multiFrequency.sideBands.end());
+
+    const float progressBase = progress;
+    while (walk.wait_for (std::chrono::milliseconds (10)) != std::future_status::ready)
+        progress = std::max (progress, walkProgress (walked.load (std::memory_order_relaxed) - 1, 0, walkEnd, progressBase));
+    const int walkedTo = walk.get();
+
+    if (stopped)
+    {
+        if (samplesRead < numSamples)
+        {
+            auto shrink = [this] (std::unique_ptr<float[]>& samples)
+            {
+                if (samples == nullptr)
+                    return;
+                std::unique_ptr<float[]> exact (new float[(size_t) std::max (samplesRead, 1)]);
+                std::memcpy (exact.get(), samples.get(), sizeof (float) * (size_t) samplesRead);
+                samples = std::move (exact);
+            };
+            shrink (leftChannel);
+            shrink (rightChannel);
+        }
+        numSamples = samplesRead;
+
+        // Walked as it would have been after the passes: from the processors as they were.
+        truePeakBefore->restore (m);
+        m.loudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::allMeasures);
+        m.plainLoudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::integratedMeasure);
+        walkRange (*this, 0, numSamples, wholeFileReadings, progressBase, nullptr, nullptr);
+    }
+    else if (walkedTo > 0)
+    {
+        progress = walkProgress (walkedTo - 1, 0, walkEnd, progressBase);
+    }
+    else
+    {
+        progress = 0.0f;
+    }
+
+    underWay.end();
+    m.bulkReading = false;
+    loading = false;
+    analysisComplete = true;
 }
 
 void Track::buildWaveformPoints()

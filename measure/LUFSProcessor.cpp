@@ -4,11 +4,15 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <cstdlib>
 #include <limits>
+#include <new>
 
 #if defined(__SSE2__)
  #include <emmintrin.h>
 #endif
+
+#include <sys/mman.h>
 
 namespace
 {
@@ -130,12 +134,58 @@ int partitionAbove (float* d, int count, float threshold)
     }
 }
 
+// The in-order sum of ring[0 .. length), going on from prefix (the sum of its first
+// prefix.end entries) and leaving in prefix the partial sum up to `mark` when mark lies ahead.
+float sumRingFrom (const float* ring, int length, RingPrefix& prefix, int mark)
+{
+    int i = prefix.end;
+    float sum = i > 0 ? prefix.sum : 0.0f;
+    if (mark >= i && mark <= length)
+    {
+        for (; i < mark; ++i)
+            sum += ring[i];
+        prefix.end = mark;
+        prefix.sum = sum;
+    }
+    for (; i < length; ++i)
+        sum += ring[i];
+    return sum;
+}
+
 float sumInOrder (const float* d, int n)
 {
     float sum = 0.0f;
     for (int i = 0; i < n; ++i)
         sum += d[i];
     return sum;
+}
+
+// The value of the largest magnitude; the largest is the same in any order of search, so the
+// search runs in sixteen lanes, built for the widest vectors the processor has. (Not in
+// sanitizer builds: their runtime isn't up yet when the loader picks the version.)
+#if defined(__x86_64__) && defined(__GNUC__) && ! defined(__clang__) && ! defined(__SANITIZE_THREAD__) \
+    && ! defined(__SANITIZE_ADDRESS__)
+__attribute__ ((target_clones ("avx512f", "avx2", "default")))
+#endif
+float largestMagnitude (const float* ring, int length)
+{
+    float lanes[16] = {};
+    int i = 0;
+    for (; i + 16 <= length; i += 16)
+        for (int k = 0; k < 16; ++k)
+        {
+            const float a = fabsf (ring[i + k]);
+            lanes[k] = a > lanes[k] ? a : lanes[k];
+        }
+    float largest = 0.0f;
+    for (; i < length; ++i)
+    {
+        const float a = fabsf (ring[i]);
+        largest = a > largest ? a : largest;
+    }
+    for (float lane : lanes)
+        largest = lane > largest ? lane : largest;
+    return largest;
 }
 
 float absoluteGatePower()
@@ -153,6 +203,74 @@ void setCoefficients (BiQuad<float>& filter, const KWeightingCoefficients& c)
 std::unique_ptr<float[]> ones;
 int onesLength = 0;
 } // namespace
+
+// Large rings come straight from the kernel, whose fresh pages read as zero and cost nothing
+// until written; small ones from calloc.
+constexpr std::size_t mappedRingBytes = 64 * 1024;
+
+void ZeroedFloatsDeleter::operator() (float* p) const
+{
+    if (p == nullptr)
+        return;
+    const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
+    if (bytes >= mappedRingBytes)
+        munmap (p, bytes);
+    else
+        std::free (p);
+}
+
+ZeroedFloats makeZeroedFloats (std::size_t count)
+{
+    const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
+    void* p = nullptr;
+    if (bytes >= mappedRingBytes)
+    {
+        p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (p == MAP_FAILED)
+            p = nullptr;
+    }
+    else
+    {
+        p = std::calloc (std::max<std::size_t> (count, 1), sizeof (float));
+    }
+    if (p == nullptr)
+        throw std::bad_alloc();
+    return ZeroedFloats (static_cast<float*> (p), ZeroedFloatsDeleter { count });
+}
+
+namespace
+{
+template <int K>
+void sumSideBySide (const float* const* arrays, int length, float* sums)
+{
+    float acc[static_cast<std::size_t> (K)] = {};
+    for (int i = 0; i < length; ++i)
+        for (int j = 0; j < K; ++j)
+            acc[j] += arrays[j][i];
+    for (int j = 0; j < K; ++j)
+        sums[j] = acc[j];
+}
+} // namespace
+
+void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+{
+    for (int g = 0; g < count; g += 8)
+    {
+        const float* const* a = arrays + g;
+        float* out = sums + g;
+        switch (std::min (8, count - g))
+        {
+            case 8: sumSideBySide<8> (a, length, out); break;
+            case 7: sumSideBySide<7> (a, length, out); break;
+            case 6: sumSideBySide<6> (a, length, out); break;
+            case 5: sumSideBySide<5> (a, length, out); break;
+            case 4: sumSideBySide<4> (a, length, out); break;
+            case 3: sumSideBySide<3> (a, length, out); break;
+            case 2: sumSideBySide<2> (a, length, out); break;
+            default: sumSideBySide<1> (a, length, out); break;
+        }
+    }
+}
 
 float loudnessOfPower (float power)
 {
@@ -247,7 +365,7 @@ void LUFSProcessor<N>::prepare (unsigned measures)
     shortTermWrite = blockWrite = powerWrite = peakWrite = 0;
 
     auto ring = [measures] (unsigned measure, int length)
-    { return (measures & measure) != 0 ? std::make_unique<float[]> ((std::size_t) length) : nullptr; };
+    { return (measures & measure) != 0 ? makeZeroedFloats ((std::size_t) length) : ZeroedFloats(); };
     peakRing = ring (rollingPeakMeasure, peakLength);
     shortTermRing = ring (shortTermMeasure, shortTermLength);
     shortTermHistory.reserve (3000);
@@ -255,6 +373,8 @@ void LUFSProcessor<N>::prepare (unsigned measures)
     sortedLevels.reserve (3000);
     sortedPowers.reserve (3000);
     blockRing = ring (integratedMeasure, blockLength);
+    shortTermPrefix.forget();
+    blockPrefix.forget();
     std::fill (blockPowers, blockPowers + N, 0.0f);
 
     const auto shelf = kWeightingShelf (sampleRate);
@@ -268,8 +388,8 @@ void LUFSProcessor<N>::prepare (unsigned measures)
 template <int N>
 void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 {
-    // Summed afresh over the whole window, in ring order.
-    const float sum = sumInOrder (shortTermRing.get(), shortTermLength);
+    // The whole window in ring order, the unchanged front taken from the last renewal.
+    const float sum = sumRingFrom (shortTermRing.get(), shortTermLength, shortTermPrefix, shortTermWrite + 1);
     shortTermValue = loudnessOfPower (sum / (float) shortTermLength);
     shortTermCount = startCount;
     if (renewed != nullptr)
@@ -279,7 +399,12 @@ void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 template <int N>
 void LUFSProcessor<N>::formBlock()
 {
-    const float sum = sumInOrder (blockRing.get(), blockLength);
+    storeBlock (sumRingFrom (blockRing.get(), blockLength, blockPrefix, blockWrite + 1));
+}
+
+template <int N>
+void LUFSProcessor<N>::storeBlock (float sum)
+{
     blockPowers[powerWrite] = sum / (float) blockLength;
     if (++powerWrite == capacity)
         powerWrite = 0;
@@ -306,26 +431,7 @@ void LUFSProcessor<N>::gatingPass()
 template <int N>
 void LUFSProcessor<N>::renewRollingPeak()
 {
-    // The value of the largest magnitude; the largest is the same in any order of search,
-    // so the search runs in eight lanes.
-    const float* ring = peakRing.get();
-    float lanes[8] = {};
-    int i = 0;
-    for (; i + 8 <= peakLength; i += 8)
-        for (int k = 0; k < 8; ++k)
-        {
-            const float a = fabsf (ring[i + k]);
-            lanes[k] = a > lanes[k] ? a : lanes[k];
-        }
-    float largest = 0.0f;
-    for (; i < peakLength; ++i)
-    {
-        const float a = fabsf (ring[i]);
-        largest = a > largest ? a : largest;
-    }
-    for (float lane : lanes)
-        largest = lane > largest ? lane : largest;
-    rollingPeak = largest;
+    rollingPeak = largestMagnitude (peakRing.get(), peakLength);
     peakCount = startCount;
 }
 
@@ -333,6 +439,7 @@ template <int N>
 void LUFSProcessor<N>::resetShortTermWindow()
 {
     std::fill (shortTermRing.get(), shortTermRing.get() + shortTermLength, std::pow (10.0f, -6.9309f));
+    shortTermPrefix.forget();
     shortTermValue = minusInfinity;
     shortTermWrite = 0;
 }
@@ -346,6 +453,7 @@ void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
     const float fill = powf (10.0f, (level + 0.691f) / 10.0f);
     if (blockRing != nullptr)
         std::fill (blockRing.get(), blockRing.get() + blockLength, fill);
+    blockPrefix.forget();
     std::fill (blockPowers, blockPowers + N, fill);
 
     integratedValue = keepLevel ? level : minusInfinity;

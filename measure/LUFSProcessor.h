@@ -3,9 +3,33 @@
 #include "measure/BiQuad.h"
 #include "measure/ILUFSProcessor.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <vector>
+
+// A zeroed float array whose pages are only made resident when written: the 3 s rings of
+// the 42 band processors are allocated for every load though most are never touched.
+struct ZeroedFloatsDeleter
+{
+    std::size_t count = 0;
+    void operator() (float* p) const;
+};
+using ZeroedFloats = std::unique_ptr<float[], ZeroedFloatsDeleter>;
+ZeroedFloats makeZeroedFloats (std::size_t count);
+
+// A ring's sum is taken in index order, so the sum of its first `end` entries stays good
+// while none of them is written: each renewal goes on from where the entries changed since
+// the last one begin, and keeps the partial sum up to where the next changes will begin.
+// Every write through the steps lowers `end` to the index written; whoever writes a ring
+// otherwise must call forget().
+struct RingPrefix
+{
+    int end = 0;
+    float sum = 0.0f;
+    void touch (int index) { end = index < end ? index : end; }
+    void forget() { end = 0; }
+};
 
 // Gated loudness, 3 s short-term loudness, a rolling 3 s peak and the loudness range
 // of a stream of per-sample powers. N is how many 400 ms block powers the gate keeps.
@@ -43,6 +67,7 @@ public:
 
     float shortTermStep (float power, bool* renewed = nullptr) override
     {
+        shortTermPrefix.touch (shortTermWrite);
         shortTermRing.get()[shortTermWrite] = power;
         if (shortTermCount == shortTermHop + startCount)
             renewShortTerm (renewed);
@@ -54,19 +79,63 @@ public:
 
     float integratedStep (float power) override
     {
-        blockRing.get()[blockWrite] = power;
-        if (blockCount == blockHop + startCount)
+        if (beginIntegratedEvent (power))
             formBlock();
-        if (integratedCount == integratedHop + startCount)
+        return endIntegratedStep();
+    }
+
+    // Steps that can be taken before the next one that forms a block or makes a gating pass;
+    // INT_MAX when none will come (counters set past their hops never meet them again).
+    int integratedStepsWithoutEvent() const
+    {
+        const long long untilBlock = (long long) blockHop + startCount - blockCount;
+        const long long untilGate = (long long) integratedHop + startCount - integratedCount;
+        long long until = 0x7fffffff;
+        if (untilBlock >= 0)
+            until = std::min (until, untilBlock);
+        if (untilGate >= 0)
+            until = std::min (until, untilGate);
+        return (int) until;
+    }
+
+    // n integrated steps, none of which may form a block or gate (n is at most
+    // integratedStepsWithoutEvent()): powerOf (k) for k = 0 .. n - 1 goes into the block ring.
+    template <typename PowerOf>
+    void integratedFill (int n, PowerOf&& powerOf)
+    {
+        float* ring = blockRing.get();
+        blockPrefix.touch (n >= blockLength - blockWrite ? 0 : blockWrite);
+        int k = 0;
+        while (k < n)
         {
-            gatingPass();
-            integratedCount = startCount;
+            const int run = std::min (n - k, blockLength - blockWrite);
+            float* to = ring + blockWrite;
+            for (int j = 0; j < run; ++j)
+                to[j] = powerOf (k + j);
+            k += run;
+            blockWrite += run;
+            if (blockWrite == blockLength)
+                blockWrite = 0;
         }
-        if (++blockWrite == blockLength)
-            blockWrite = 0;
-        ++blockCount;
-        ++integratedCount;
-        return integratedValue;
+        blockCount += n;
+        integratedCount += n;
+    }
+
+    // The step that forms a block or gates, in two halves, so that the block sums of several
+    // processors can be taken side by side (sumInOrderSideBySide): the first stores the power
+    // and says whether a block is due; the second takes that block's sum, the whole block
+    // ring added in index order (ignored when no block is due), and returns the held value.
+    bool beginIntegratedEvent (float power)
+    {
+        blockPrefix.touch (blockWrite);
+        blockRing.get()[blockWrite] = power;
+        return blockCount == blockHop + startCount;
+    }
+    float finishIntegratedEvent (float blockSum)
+    {
+        if (blockCount == blockHop + startCount)
+            storeBlock (blockSum);
+        return endIntegratedStep();
     }
 
     float rollingPeakStep (float magnitude) override
@@ -98,9 +167,9 @@ public:
 
     BiQuad<float> leftStage1, rightStage1, leftStage2, rightStage2;
 
-    std::unique_ptr<float[]> shortTermRing;
+    ZeroedFloats shortTermRing;
     std::vector<float> shortTermHistory;
-    std::unique_ptr<float[]> blockRing;
+    ZeroedFloats blockRing;
     float blockPowers[(std::size_t) N];
     int capacity = N;
 
@@ -116,14 +185,33 @@ public:
     float integratedValue;
     float rangeValue;
 
-    std::unique_ptr<float[]> peakRing;
+    ZeroedFloats peakRing;
     int peakLength = 0;
     int peakWrite = 0;
     float rollingPeak = 0.0f;
 
+    // Partial sums of the front of the 3 s and 400 ms rings (see RingPrefix).
+    RingPrefix shortTermPrefix, blockPrefix;
+
 private:
     void renewShortTerm (bool* renewed);
     void formBlock();
+    void storeBlock (float sum);
+
+    // The rest of an integrated step once its block, if one was due, is stored.
+    float endIntegratedStep()
+    {
+        if (integratedCount == integratedHop + startCount)
+        {
+            gatingPass();
+            integratedCount = startCount;
+        }
+        if (++blockWrite == blockLength)
+            blockWrite = 0;
+        ++blockCount;
+        ++integratedCount;
+        return integratedValue;
+    }
     void renewRollingPeak();
     void syncRangeCache();
 
@@ -134,6 +222,10 @@ private:
     std::vector<float> sortedLevels, sortedPowers;
     std::size_t historyNaNs = 0;
 };
+
+// The sums of count float arrays of one length, each added in index order from 0 as a plain
+// loop does, eight at a time side by side so that the additions of one don't wait on the last.
+void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums);
 
 // The level of a power: 10 log10(p) - 0.691, in float.
 float loudnessOfPower (float power);

@@ -217,52 +217,116 @@ void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right
 
 void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n)
 {
-    using Stereo = LUFSProcessor<180000>;
-    using MidSide = LUFSProcessor<3000>;
+    const bool stereo = right != nullptr;
+    bandScratch.resize ((size_t) (2 * numBands * blockSize));
 
-    float* l = leftBand.data();
-    float* r = rightBand.data();
+    // Every band's filter runs through the whole block first, on its own delay lines.
+    auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b) * blockSize; };
+    auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) (2 * b + 1) * blockSize; };
+    for (int b = 0; b < numBands; ++b)
+        filters[(size_t) b].filterBlock (left, right, bandLeft (b), bandRight (b), n);
+    std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin());
+    if (stereo)
+        std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin());
+
+    // The power each processor is fed on frame k of the block: plain stereo, mid (the plain
+    // sum) and side (the plain difference); mono feeds mid and side nothing.
+    auto stereoPower = [&] (int b, int k)
+    {
+        const float l = bandLeft (b)[k];
+        if (! stereo)
+            return l * l;
+        const float r = bandRight (b)[k];
+        return l * l + r * r;
+    };
+    auto midPower = [&] (int b, int k)
+    {
+        if (! stereo)
+            return 0.0f;
+        const float sum = bandLeft (b)[k] + bandRight (b)[k];
+        return sum * sum;
+    };
+    auto sidePower = [&] (int b, int k)
+    {
+        if (! stereo)
+            return 0.0f;
+        const float difference = bandLeft (b)[k] - bandRight (b)[k];
+        return difference * difference;
+    };
+
+    // The 42 processors are stepped side by side: between the frames on which one of them
+    // forms a block or gates, each takes its powers in one run; on such a frame the block
+    // sums of all that form one are added together. Each processor sees exactly the steps
+    // of being fed frame by frame.
+    constexpr int count = 3 * numBands;
+    int done = 0;
+    while (done < n)
+    {
+        int run = n - done;
+        for (int b = 0; b < numBands; ++b)
+        {
+            run = std::min (run, stereoTyped[(size_t) b]->integratedStepsWithoutEvent());
+            run = std::min (run, midTyped[(size_t) b]->integratedStepsWithoutEvent());
+            run = std::min (run, sideTyped[(size_t) b]->integratedStepsWithoutEvent());
+        }
+        if (run > 0)
+        {
+            const int from = done;
+            for (int b = 0; b < numBands; ++b)
+            {
+                stereoTyped[(size_t) b]->integratedFill (run, [&] (int k) { return stereoPower (b, from + k); });
+                midTyped[(size_t) b]->integratedFill (run, [&] (int k) { return midPower (b, from + k); });
+                sideTyped[(size_t) b]->integratedFill (run, [&] (int k) { return sidePower (b, from + k); });
+            }
+            done += run;
+            continue;
+        }
+
+        // Frame `done` is an event for at least one processor; the others take it plainly.
+        const float* rings[count];
+        float sums[count] {};
+        int blocks = 0;
+        bool due[count] {};
+        auto begin = [&] (auto* p, int q, float power)
+        {
+            if (p->integratedStepsWithoutEvent() > 0)
+            {
+                p->integratedFill (1, [power] (int) { return power; });
+                return;
+            }
+            due[q] = true;
+            if (p->beginIntegratedEvent (power))
+                rings[blocks++] = p->blockRing.get();
+        };
+        for (int b = 0; b < numBands; ++b)
+        {
+            begin (stereoTyped[(size_t) b], b, stereoPower (b, done));
+            begin (midTyped[(size_t) b], numBands + b, midPower (b, done));
+            begin (sideTyped[(size_t) b], 2 * numBands + b, sidePower (b, done));
+        }
+        sumInOrderSideBySide (rings, blocks, stereoTyped[0]->blockLength, sums);
+        int next = 0;
+        auto finish = [&] (auto* p, int q)
+        {
+            if (! due[q])
+                return;
+            const bool formsBlock = p->blockCount == p->blockHop + p->startCount;
+            p->finishIntegratedEvent (formsBlock ? sums[next++] : 0.0f);
+        };
+        for (int b = 0; b < numBands; ++b)
+        {
+            finish (stereoTyped[(size_t) b], b);
+            finish (midTyped[(size_t) b], numBands + b);
+            finish (sideTyped[(size_t) b], 2 * numBands + b);
+        }
+        ++done;
+    }
 
     for (int b = 0; b < numBands; ++b)
     {
-        const auto band = (size_t) b;
-        filters[band].filterBlock (left, right, l, r, n);
-
-        // Each processor is independent of the others, so each runs through the whole block in
-        // turn; the values are those of feeding the three frame by frame.
-        auto* stereo = stereoTyped[band];
-        auto* mid = midTyped[band];
-        auto* side = sideTyped[band];
-        float s = 0.0f, m = 0.0f, d = 0.0f;
-
-        if (right != nullptr)
-        {
-            for (int i = 0; i < n; ++i)
-                s = stereo->Stereo::integratedStep (stereo->Stereo::plainPower (l[i], r[i]));
-            for (int i = 0; i < n; ++i)
-            {
-                const float sum = l[i] + r[i];
-                m = mid->MidSide::integratedStep (sum * sum);
-            }
-            for (int i = 0; i < n; ++i)
-            {
-                const float difference = l[i] - r[i];
-                d = side->MidSide::integratedStep (difference * difference);
-            }
-        }
-        else
-        {
-            for (int i = 0; i < n; ++i)
-                s = stereo->Stereo::integratedStep (l[i] * l[i]);
-            for (int i = 0; i < n; ++i)
-                m = mid->MidSide::integratedStep (0.0f);
-            for (int i = 0; i < n; ++i)
-                d = side->MidSide::integratedStep (0.0f);
-        }
-
-        stereoBands[band] = s;
-        midBands[band] = m;
-        sideBands[band] = d;
+        stereoBands[(size_t) b] = stereoTyped[(size_t) b]->integratedValue;
+        midBands[(size_t) b] = midTyped[(size_t) b]->integratedValue;
+        sideBands[(size_t) b] = sideTyped[(size_t) b]->integratedValue;
     }
 }
 

@@ -82,6 +82,8 @@ private:
     std::array<LUFSProcessor<180000>*, numBands> stereoTyped {};
     std::array<LUFSProcessor<3000>*, numBands> midTyped {};
     std::array<LUFSProcessor<3000>*, numBands> sideTyped {};
+    // Every band's filtered block, left and right, side by side.
+    std::vector<float> bandScratch;
 };
 
 // The read blocks that take part in the band measures: M is the first largest entry, and

@@ -12,7 +12,7 @@ PACKAGES=(
     libx11-dev libxrandr-dev libxinerama-dev libxcursor-dev libxext-dev libxcomposite-dev
     libgtest-dev libbenchmark-dev
     clang libclang-rt-14-dev
-    ffmpeg time
+    ffmpeg time hyperfine
     xvfb xauth xdotool imagemagick python3
     pulseaudio pulseaudio-utils libasound2-plugins
     fonts-jura

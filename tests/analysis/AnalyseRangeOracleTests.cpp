@@ -39,10 +39,7 @@ void literalAnalyseRange (Track& t, int startSample, int endSample, AllReadings*
     auto& plain = *m.plainLoudnessProcessor;
 
     loudness.resetMeasure (false, -70.0f);
-    std::fill (loudness.shortTermRing.get(), loudness.shortTermRing.get() + loudness.shortTermLength,
-               std::pow (10.0f, -6.9309f));
-    loudness.shortTermValue = minusInfinity;
-    loudness.shortTermWrite = 0;
+    loudness.resetShortTermWindow();
     std::fill (loudness.peakRing.get(), loudness.peakRing.get() + loudness.peakLength, 0.0f);
     loudness.peakWrite = 0;
     loudness.rollingPeak = 0.0f;
