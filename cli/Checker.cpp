@@ -127,7 +127,11 @@ bool Checker::report (const juce::String& argument, const juce::File& file, Trac
 {
     // As a strip does once the heat map is drawn and the feedback built: the scans also
     // settle the overall maxima and minimum that the readouts show.
-    const auto judgement = judgeTrack (track, settings.preset, options.width);
+    auto judgement = judgeTrack (track, settings.preset, options.width);
+    judgement.flagged = problemscan::flaggedByKind (track, settings.preset, options.width);
+    judgement.columnSeconds = problemscan::columnSeconds (track, options.width);
+    if (imagesFolder != juce::File() && ! writePicture (file, track, judgement))
+        outputFailed = true;
 
     if (options.json)
         writeJsonReport (json, argument, track, judgement, settings);
@@ -188,12 +192,53 @@ bool Checker::writeSession()
     return true;
 }
 
+bool Checker::prepareImagesFolder()
+{
+    const auto folder = juce::File::getCurrentWorkingDirectory().getChildFile (options.imagesFolder);
+    const auto path = folder.getFullPathName().toStdString();
+    if (! folder.isDirectory() && folder.exists())
+    {
+        err << programName << ": " << path << ": no pictures written: it is not a folder" << std::endl;
+        return false;
+    }
+    if (! folder.isDirectory() && folder.createDirectory().failed())
+    {
+        err << programName << ": " << path << ": no pictures written: the folder could not be made" << std::endl;
+        return false;
+    }
+    if (! folder.hasWriteAccess())
+    {
+        err << programName << ": " << path << ": no pictures written: the folder is not writable" << std::endl;
+        return false;
+    }
+    imagesFolder = folder;
+    return true;
+}
+
+bool Checker::writePicture (const juce::File& file, Track& track, const TrackJudgement& judgement)
+{
+    PictureSubject subject;
+    subject.presetLabel = settings.presetLabel;
+    subject.eqPreset = settings.eqPreset ? &*settings.eqPreset : model.getEQPresetForId (model.defaultEQPresetId);
+    subject.flagged = judgement.flagged;
+
+    const auto target = imagesFolder.getChildFile (pictureNames.nameFor (file));
+    const auto path = target.getFullPathName().toStdString();
+    if (! writePng (drawTrackPicture (track, subject, options.width), target))
+    {
+        err << programName << ": " << path << ": the picture could not be written" << std::endl;
+        return false;
+    }
+    err << programName << ": wrote " << path << std::endl;
+    return true;
+}
+
 int Checker::run()
 {
     if (options.json)
         json.beginArray();
 
-    bool anyUnusable = false;
+    bool anyUnusable = options.imagesFolder.isNotEmpty() && ! prepareImagesFolder();
     bool anyOutOfRange = false;
     const auto here = juce::File::getCurrentWorkingDirectory();
     for (size_t i = 0; i < options.files.size(); ++i)
@@ -231,7 +276,7 @@ int Checker::run()
     if (options.sessionFile.isNotEmpty() && ! writeSession())
         anyUnusable = true;
 
-    if (anyUnusable)
+    if (anyUnusable || outputFailed)
         return exitUnusableFile;
     return anyOutOfRange ? exitOutOfRange : exitOk;
 }

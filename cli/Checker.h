@@ -4,6 +4,7 @@
 #include "cli/Options.h"
 #include "cli/ProgressBar.h"
 #include "cli/Report.h"
+#include "cli/TrackPicture.h"
 #include "targets/SessionFile.h"
 #include "targets/TextExport.h"
 
@@ -52,6 +53,11 @@ private:
     // False, with a line on err, if the file could not be written.
     bool writeExport();
     bool writeSession();
+    // With --images: makes the folder if it isn't there; false, with a line on err, if no
+    // picture can be written into it.
+    bool prepareImagesFolder();
+    // False, with a line on err, if the picture could not be written.
+    bool writePicture (const juce::File& file, Track& track, const TrackJudgement& judgement);
     void actionListenerCallback (const juce::String& message) override;
 
     const Options& options;
@@ -65,6 +71,10 @@ private:
     // What the report file and the session are made of: the usable files in order.
     std::vector<textexport::Entry> exportEntries;
     std::vector<SessionTrack> sessionTracks;
+    // Where the pictures go, and their names so far; no folder when none are to be written.
+    juce::File imagesFolder;
+    PictureNames pictureNames;
+    bool outputFailed = false;
 };
 
 // The whole program behind main(): parses the arguments (those after the program name),
