@@ -97,6 +97,13 @@ LevelCheckApplication::MainWindow::~MainWindow()
     clearContentComponent();
 }
 
+void LevelCheckApplication::MainWindow::activeWindowStatusChanged()
+{
+    DocumentWindow::activeWindowStatusChanged();
+    if (auto* content = getMainContent(); content != nullptr && isActiveWindow() && ! content->hasKeyboardFocus (true))
+        content->grabKeyboardFocus();
+}
+
 MainContentComponent* LevelCheckApplication::MainWindow::getMainContent() const
 {
     return dynamic_cast<MainContentComponent*> (getContentComponent());

@@ -33,6 +33,9 @@ public:
         ~MainWindow() override;
 
         void closeButtonPressed() override;
+        // The keys go to the main component whenever the window comes to the front, also when
+        // a file chooser closes over it.
+        void activeWindowStatusChanged() override;
         void actionListenerCallback (const juce::String& message) override;
 
         MainContentComponent* getMainContent() const;

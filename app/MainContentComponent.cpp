@@ -682,6 +682,7 @@ void MainContentComponent::refreshForPreset()
     topBar.setPresetName (presets::presetLabel (model.presetGroups, model.currentPreset));
     topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
     reEvaluateStrips();
+    mainDisplay->refillFeedback();
     topBar.repaint();
 }
 
@@ -809,7 +810,12 @@ void MainContentComponent::openSessionOrAudioFiles()
     fileChooser->launchAsync (chooserFlags, [weak = juce::WeakReference<MainContentComponent> (this)] (const juce::FileChooser& chooser)
                               {
                                   const auto results = chooser.getResults();
-                                  if (auto* c = weak.get(); c != nullptr && ! results.isEmpty())
+                                  auto* c = weak.get();
+                                  if (c == nullptr)
+                                      return;
+                                  // The keys come back to this component as the chooser closes.
+                                  c->grabKeyboardFocus();
+                                  if (! results.isEmpty())
                                       c->loadFiles (results);
                               });
 }
@@ -966,10 +972,11 @@ void MainContentComponent::actionListenerCallback (const juce::String& message)
     }
     else if (messages::hasPrefix (message, messages::feedback))
     {
-        // Without an id the feedback window closes. Not here yet: with an id it is made on the
-        // strip, filled, and the other strips' feedback toggles are cleared.
-        if (messages::trackIdAfter (message, messages::feedback) == 0)
-            mainDisplay->feedbackWindow.reset();
+        const auto trackId = messages::trackIdAfter (message, messages::feedback);
+        if (trackId == 0)
+            mainDisplay->closeFeedback();
+        else
+            mainDisplay->showFeedback (trackId);
     }
     else if (messages::isKeyword (message, messages::normalPresetIdChanged))
     {

@@ -2,6 +2,7 @@
 
 #include "app/Layout.h"
 #include "app/Messages.h"
+#include "display/StripLayout.h"
 #include "kit/Palette.h"
 #include "kit/Resources.h"
 
@@ -225,7 +226,7 @@ bool MainDisplay::deleteTrack (int64_t trackId)
     if (! loading() && enableResetCallback)
         enableResetCallback (true);
 
-    feedbackWindow.reset();
+    closeFeedback();
     resized();
     repaint();
     return true;
@@ -268,7 +269,7 @@ void MainDisplay::deleteAllTracks()
         }
     }
 
-    feedbackWindow.reset();
+    closeFeedback();
     resized();
     repaint();
 }
@@ -397,6 +398,56 @@ void MainDisplay::resized()
     dropLabel.setBounds (list.dropLabel);
     browseButton.setBounds (list.browseButton);
     trackHolder.setSize (holderWidth, list.holderHeight);
+    placeFeedback();
+}
+
+void MainDisplay::showFeedback (int64_t trackId)
+{
+    if (findStrip (trackId) == nullptr)
+        return;
+    if (feedbackWindow == nullptr)
+    {
+        feedbackWindow = std::make_unique<AnalysisFeedbackWindow>();
+        trackHolder.addAndMakeVisible (*feedbackWindow);
+        leaveKeysToTheMainComponent (*feedbackWindow);
+    }
+    feedbackTrackId = trackId;
+    for (auto& strip : trackDisplays)
+        if (strip->getTrackId() != trackId)
+            strip->feedbackButton.setToggleState (false, juce::dontSendNotification);
+    refillFeedback();
+}
+
+void MainDisplay::closeFeedback()
+{
+    feedbackWindow.reset();
+    feedbackTrackId = 0;
+    for (auto& strip : trackDisplays)
+        strip->feedbackButton.setToggleState (false, juce::dontSendNotification);
+    resized();
+}
+
+void MainDisplay::refillFeedback()
+{
+    if (feedbackWindow == nullptr)
+        return;
+    for (size_t i = 0; i < trackDisplays.size(); ++i)
+        if (trackDisplays[i]->getTrackId() == feedbackTrackId)
+            feedbackWindow->setContent ((int) i, trackDisplays[i]->getFeedbackText(), trackDisplays[i]->anyOutOfRange());
+    placeFeedback();
+}
+
+void MainDisplay::placeFeedback()
+{
+    auto* strip = feedbackWindow != nullptr ? findStrip (feedbackTrackId) : nullptr;
+    if (strip == nullptr)
+        return;
+    // The window frames its strip and the text under it; the holder grows to take it.
+    feedbackWindow->setBounds (striplayout::feedbackX, strip->getY() - striplayout::feedbackAbove,
+                               strip->getWidth() + striplayout::feedbackExtraWidth, striplayout::feedbackHeight);
+    feedbackWindow->toFront (false);
+    if (trackHolder.getHeight() < strip->getY() + striplayout::feedbackHeight)
+        trackHolder.setSize (trackHolder.getWidth(), strip->getY() + striplayout::feedbackHeight);
 }
 
 void MainDisplay::actionListenerCallback (const juce::String& message)
@@ -416,7 +467,7 @@ void MainDisplay::actionListenerCallback (const juce::String& message)
     else if (auto kind = messages::parseSelectAllKind (message))
     {
         for (auto& strip : trackDisplays)
-            strip->selectReading (*kind);
+            strip->selectForAll (*kind);
     }
     else if (messages::isKeyword (message, messages::update))
     {

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "analysis/Model.h"
-#include "app/PlaceholderStrip.h"
+#include "display/AnalysisFeedbackWindow.h"
+#include "display/TrackDisplay.h"
 #include "kit/SVGButton.h"
 #include "kit/ScrollbarLNF.h"
 
@@ -12,8 +13,8 @@
 #include <set>
 #include <vector>
 
-// The strip of one track; the full strip takes the placeholder's place here.
-using TrackStrip = PlaceholderStrip;
+// The strip of one track.
+using TrackStrip = TrackDisplay;
 
 // The keys belong to the main component: a click on a child doesn't take the focus, and no
 // button answers Space or Return.
@@ -62,6 +63,13 @@ public:
     // skipping strips whose track is still loading. False with no strip to move to.
     bool moveActiveStrip (int direction);
 
+    // "FEEDBACK:" with an id: the feedback window on that strip, the other strips' toggles off.
+    void showFeedback (int64_t trackId);
+    // "FEEDBACK:" without one: the window closes and every toggle goes off.
+    void closeFeedback();
+    // At a preset change an open window shows its strip's new feedback.
+    void refillFeedback();
+
     TrackStrip* findStrip (int64_t trackId) const;
     int getNumStrips() const noexcept { return (int) trackDisplays.size(); }
     TrackStrip* getStrip (int index) const { return trackDisplays[(size_t) index].get(); }
@@ -74,7 +82,7 @@ public:
     std::vector<std::unique_ptr<TrackStrip>> trackDisplays;
     juce::Viewport viewport;
     juce::Component trackHolder { "TrackHolder" };
-    std::unique_ptr<juce::Component> feedbackWindow;
+    std::unique_ptr<AnalysisFeedbackWindow> feedbackWindow;
     Model& model;
     bws::SVGButton dropIcon { "Drop Files Icon" };
     juce::Label dropLabel { "Drop Audio Files", "DROP AUDIO FILES HERE" };
@@ -104,6 +112,8 @@ private:
     // Ids of the tracks whose load has ended as the message thread knows it: only these may
     // be freed at once; the load worker is done with them.
     std::set<int64_t> finishedTracks;
+    int64_t feedbackTrackId = 0;
+    void placeFeedback();
     bws::ScrollbarLNF scrollbarLook;
 
     JUCE_DECLARE_WEAK_REFERENCEABLE (MainDisplay)
