@@ -130,14 +130,14 @@ bool Checker::report (const juce::String& argument, const juce::File& file, Trac
     auto judgement = judgeTrack (track, settings.preset, options.width);
     judgement.flagged = problemscan::flaggedByKind (track, settings.preset, options.width);
     judgement.columnSeconds = problemscan::columnSeconds (track, options.width);
-    if (imagesFolder != juce::File() && ! writePicture (file, track, judgement))
-        outputFailed = true;
 
     if (options.json)
         writeJsonReport (json, argument, track, judgement, settings);
     else
         writeTextReport (out, argument, track, judgement, settings);
     out.flush();
+    if (imagesFolder != juce::File() && ! writePicture (file, track, judgement))
+        outputFailed = true;
 
     exportEntries.push_back (judgement.exportEntry);
     sessionTracks.push_back ({ track.id, file.getFullPathName() });
@@ -218,6 +218,8 @@ bool Checker::prepareImagesFolder()
 bool Checker::writePicture (const juce::File& file, Track& track, const TrackJudgement& judgement)
 {
     PictureSubject subject;
+    subject.title = file.getFileName();
+    subject.preset = settings.preset;
     subject.presetLabel = settings.presetLabel;
     subject.eqPreset = settings.eqPreset ? &*settings.eqPreset : model.getEQPresetForId (model.defaultEQPresetId);
     subject.flagged = judgement.flagged;

@@ -3,6 +3,7 @@
 #include "analysis/Track.h"
 #include "cli/Options.h"
 #include "targets/FileReplace.h"
+#include "targets/WaveformImage.h"
 
 #include <cmath>
 
@@ -37,24 +38,36 @@ juce::Font pictureFont (float height)
 const juce::String enDash = juce::String (juce::CharPointer_UTF8 ("\xe2\x80\x93"));
 const juce::String ellipsis = juce::String (juce::CharPointer_UTF8 ("\xe2\x80\xa6"));
 
-// A stretch in whole seconds that holds the flagged one: "1:02–1:09".
-juce::String rangeText (const problemscan::TimeRange& range)
+// The flagged stretches widened to whole seconds, those that then touch joined: "1:02–1:09".
+std::vector<juce::String> rangeTexts (const std::vector<problemscan::TimeRange>& times)
 {
-    return minutesSeconds (std::floor (range.start)) + enDash + minutesSeconds (std::ceil (range.end));
+    std::vector<std::pair<double, double>> whole;
+    for (const auto& range : times)
+    {
+        const double from = std::floor (range.start), to = std::ceil (range.end);
+        if (! whole.empty() && from <= whole.back().second)
+            whole.back().second = juce::jmax (whole.back().second, to);
+        else
+            whole.push_back ({ from, to });
+    }
+    std::vector<juce::String> texts;
+    for (const auto& [from, to] : whole)
+        texts.push_back (minutesSeconds (from) + enDash + minutesSeconds (to));
+    return texts;
 }
 
 // "Balance: 0:08–0:12, 1:02–1:09", cut short with "… N more" where it would not fit.
 juce::String rowText (const problemscan::FlaggedKind& flagged, const juce::Font& font, float room)
 {
     juce::String text = juce::String (flagged.kind.name) + ": ";
-    const auto& times = flagged.times;
-    for (size_t i = 0; i < times.size(); ++i)
+    const auto ranges = rangeTexts (flagged.times);
+    for (size_t i = 0; i < ranges.size(); ++i)
     {
-        const auto next = text + (i > 0 ? ", " : "") + rangeText (times[i]);
-        const auto rest = (int) (times.size() - i - 1);
+        const auto next = text + (i > 0 ? ", " : "") + ranges[i];
+        const auto rest = (int) (ranges.size() - i - 1);
         const auto tail = rest > 0 ? ", " + ellipsis + " " + juce::String (rest) + " more" : juce::String();
         if (font.getStringWidthFloat (next + tail) > room && i > 0)
-            return text + ", " + ellipsis + " " + juce::String ((int) (times.size() - i)) + " more";
+            return text + ", " + ellipsis + " " + juce::String ((int) (ranges.size() - i)) + " more";
         text = next;
     }
     return text;
@@ -78,11 +91,15 @@ void drawTitle (juce::Graphics& g, juce::Rectangle<int> area, const juce::String
     g.drawText (left, inner.withTrimmedRight (rightWidth), juce::Justification::centredLeft, true);
 }
 
-void drawWaveform (juce::Graphics& g, juce::Rectangle<int> area, Track&)
+// As the strip's waveform display paints it: its ground, then the image with the heat map, made
+// at this size for the preset by the very routine the strip uses.
+void drawWaveform (juce::Graphics& g, juce::Rectangle<int> area, Track& track, const ThresholdPreset& preset)
 {
     g.setColour (waveformGround);
     g.fillRect (area);
-    drawMissing (g, area, "the strip's waveform and heat map (renderWaveformImage is not in this build)");
+    waveformimage::renderWaveformImage (track, preset, area.getWidth(), area.getHeight());
+    if (track.imageReady && track.waveformImage != nullptr)
+        g.drawImageAt (*track.waveformImage, area.getX(), area.getY());
 }
 
 void drawTimeAxis (juce::Graphics& g, juce::Rectangle<int> area, double duration)
@@ -100,28 +117,39 @@ void drawTimeAxis (juce::Graphics& g, juce::Rectangle<int> area, double duration
         const int x = area.getX() + juce::jmin (area.getWidth() - 1, (int) (t / duration * area.getWidth()));
         g.fillRect (x, area.getY(), 1, 5);
         const auto label = minutesSeconds (t);
-        const int labelWidth = juce::roundToInt (font.getStringWidthFloat (label)) + 2;
+        const int labelWidth = juce::roundToInt (font.getStringWidthFloat (label)) + 6;
         const int left = juce::jlimit (area.getX(), area.getRight() - labelWidth, x - labelWidth / 2);
         g.drawText (label, left, area.getY() + 5, labelWidth, area.getHeight() - 5, juce::Justification::centred,
                     false);
     }
 }
 
-void drawRow (juce::Graphics& g, juce::Rectangle<int> area, const problemscan::FlaggedKind& flagged)
+// A column of the axis for a time, as the waveform's columns are laid out.
+int columnAt (double seconds, double duration, int width)
 {
-    // The lane lines up with the waveform's columns and is red where the heat map of this
-    // reading alone would be.
-    auto lane = area.withHeight (laneHeight).withTrimmedTop (1);
+    return duration > 0.0 ? (int) (seconds / duration * width) : 0;
+}
+
+void drawRow (juce::Graphics& g, juce::Rectangle<int> area, const problemscan::FlaggedKind& flagged,
+              double duration)
+{
+    // Under the text, the lane marks the flagged stretches of audio against the time axis.
+    auto lane = area.withTop (area.getBottom() - laneHeight).withTrimmedBottom (1);
     g.setColour (dim);
     g.fillRect (lane);
     g.setColour (problem);
-    for (const auto& run : flagged.columns)
-        g.fillRect (area.getX() + run.first, lane.getY(), run.last - run.first + 1, lane.getHeight());
+    const int width = area.getWidth();
+    for (const auto& range : flagged.times)
+    {
+        const int from = juce::jlimit (0, width - 1, columnAt (range.start, duration, width));
+        const int to = juce::jlimit (from + 1, width, columnAt (range.end, duration, width));
+        g.fillRect (area.getX() + from, lane.getY(), to - from, lane.getHeight());
+    }
 
     const auto font = pictureFont (13.0f);
     g.setFont (font);
     g.setColour (textColour);
-    const auto textArea = area.withTrimmedTop (laneHeight).reduced (textInset, 0);
+    const auto textArea = area.withTrimmedBottom (laneHeight).reduced (textInset, 0);
     g.drawText (rowText (flagged, font, (float) textArea.getWidth()), textArea, juce::Justification::centredLeft,
                 true);
 }
@@ -129,10 +157,10 @@ void drawRow (juce::Graphics& g, juce::Rectangle<int> area, const problemscan::F
 void drawNothingFlagged (juce::Graphics& g, juce::Rectangle<int> area)
 {
     g.setColour (calm);
-    g.fillRect (area.withHeight (laneHeight).withTrimmedTop (1));
+    g.fillRect (area.withTop (area.getBottom() - laneHeight).withTrimmedBottom (1));
     g.setColour (textColour);
     g.setFont (pictureFont (13.0f));
-    g.drawText ("No stretch is out of range", area.withTrimmedTop (laneHeight).reduced (textInset, 0),
+    g.drawText ("No stretch is out of range", area.withTrimmedBottom (laneHeight).reduced (textInset, 0),
                 juce::Justification::centredLeft, true);
 }
 
@@ -168,6 +196,7 @@ PictureLayout pictureLayout (int width, int rowCount)
 
 juce::Image drawTrackPicture (Track& track, const PictureSubject& subject, int width)
 {
+    const double duration = track.sampleRate > 0.0 ? track.numSamples / track.sampleRate : 0.0;
     std::vector<const problemscan::FlaggedKind*> rows;
     for (const auto& flagged : subject.flagged)
         if (! flagged.columns.empty())
@@ -178,13 +207,13 @@ juce::Image drawTrackPicture (Track& track, const PictureSubject& subject, int w
     juce::Graphics g (image);
     g.fillAll (background);
 
-    drawTitle (g, layout.title, track.fileName, subject.presetLabel);
-    drawWaveform (g, layout.waveform, track);
-    drawTimeAxis (g, layout.timeAxis, track.sampleRate > 0.0 ? track.numSamples / track.sampleRate : 0.0);
+    drawTitle (g, layout.title, subject.title, subject.presetLabel);
+    drawWaveform (g, layout.waveform, track, subject.preset);
+    drawTimeAxis (g, layout.timeAxis, duration);
     if (rows.empty())
         drawNothingFlagged (g, layout.rows.front());
     for (size_t i = 0; i < rows.size(); ++i)
-        drawRow (g, layout.rows[i], *rows[i]);
+        drawRow (g, layout.rows[i], *rows[i], duration);
 
     drawTitle (g, layout.eqTitle, "EQ",
                subject.eqPreset != nullptr ? subject.eqPreset->name : juce::String ("[NO PRESET SELECTED]"));

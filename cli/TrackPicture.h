@@ -2,6 +2,7 @@
 
 #include "targets/EQPresets.h"
 #include "targets/FlaggedRanges.h"
+#include "targets/ThresholdPresets.h"
 
 #include <juce_graphics/juce_graphics.h>
 
@@ -30,14 +31,16 @@ PictureLayout pictureLayout (int width, int rowCount);
 // What a picture shows besides the track itself.
 struct PictureSubject
 {
+    juce::String title;                   // the file's name
+    ThresholdPreset preset;               // the heat map's limits
     juce::String presetLabel;             // "GROUP: NAME" of the threshold preset
     const EQPreset* eqPreset = nullptr;   // null: no EQ preset chosen
     std::vector<problemscan::FlaggedKind> flagged;
 };
 
-// The picture of a judged track: heat map and flagged ranges at the width of the judgement,
-// the waveform twice as high as a strip's. Headless: needs neither a display nor the message
-// thread.
+// The picture of a track judged at this width (scanForProblems has run): the waveform twice as
+// high as a strip's with the heat map of the track's category, and the flagged ranges. Makes the
+// track's waveformImage anew. Headless: needs neither a display nor the message thread.
 juce::Image drawTrackPicture (Track& track, const PictureSubject& subject, int width);
 
 // Minutes and whole seconds, as "1:02"; the minutes grow past 59 as they need to.

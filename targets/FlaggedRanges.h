@@ -40,10 +40,10 @@ struct ColumnRun
 };
 
 // The runs of columns that the heat map of this width draws red with the track's heat map
-// showing the given category: none on a reference track or one without problems, none
-// outside the first marked region. Needs the ratios and hasProblems of scanForProblems at
-// this width. The tests run on a copy of the current readings, so the sticky flags and
-// running extremes stay as the scan left them.
+// showing the given category, by the very colour rule of the image: none on a reference track
+// or one without problems, none outside the first marked region. Needs the ratios and
+// hasProblems of scanForProblems at this width. The tests run on a copy of the current
+// readings, so the sticky flags and running extremes stay as the scan left them.
 std::vector<ColumnRun> flaggedColumns (Track& track, const ThresholdPreset& preset, int width, int category);
 
 struct TimeRange
@@ -52,17 +52,15 @@ struct TimeRange
     double end = 0.0;
 };
 
-// The stretches of audio that flagged runs of columns judged, for whole-file readings. A column
-// is timed by the values its test looked at, not by its place on the waveform: the steps do not
-// spread evenly over the columns (the last step's length of frames makes a step each), and a
-// window test that trips at a step speaks of the 30 steps before it.
-std::vector<TimeRange> toTimeRanges (const std::vector<ColumnRun>& runs, const Track& track, int width,
-                                     SeriesRate rate);
-
 // The duration of one column of a waveform this wide, in seconds.
 double columnSeconds (const Track& track, int width);
 
-// One reading kind with the columns its heat map draws red and the time ranges they judged.
+// One reading kind with the columns its heat map draws red and the stretches of audio they
+// stand for, in whole-file readings. A stretch is timed by the values the test looked at, not by
+// the column's place on the waveform: the steps don't spread evenly over the columns (each of
+// the last stepLength - 1 frames makes a step), a window test that trips at a step speaks of
+// the 30 steps before it, and of the values a run of columns shares with its clean neighbours
+// only those that are out count.
 struct FlaggedKind
 {
     ReadingKind kind;

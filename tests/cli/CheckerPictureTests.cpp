@@ -83,7 +83,7 @@ TEST (CheckerPictures, FlaggedStretchIsRedInThePictureAndTimedInTheJson)
     EXPECT_EQ (pixelAt (image, 10.0, middle).getARGB(), 0xfffa4d42u);  // flagged
     EXPECT_EQ (pixelAt (image, 4.0, middle).getARGB(), 0xff43476cu);   // judged, not flagged
     // The rows under the axis mark the same columns red.
-    const int lane = layout.rows.front().getY() + 2;
+    const int lane = layout.rows.front().getBottom() - 3;
     EXPECT_EQ (pixelAt (image, 10.0, lane).getARGB(), 0xfffa4d42u);
     EXPECT_EQ (pixelAt (image, 4.0, lane).getARGB(), 0xff43476cu);
 }
