@@ -131,6 +131,13 @@ public:
     // 0: "GROUP: NAME" of the threshold preset; otherwise the EQ preset's name;
     // "[NO PRESET SELECTED]" when none is chosen.
     juce::String getCurrentPresetName (int which) const;
+    // The EQ plot: one frequency per curve point, rebuilt when the plot is resized, and the
+    // band lists it draws (1 stereo, 2 mid, 4 side).
+    std::vector<float> plotFrequencies;
+    int eqCurveMode = 1;
+    // The largest difference of any track's bands from the current EQ preset's, for the
+    // plot's automatic range; 0 without tracks or preset.
+    float largestEQDifference();
     // --- end of presets section ---
 
     // --- application shell (app/) ---

@@ -89,6 +89,7 @@ public:
     bool analysisComplete = false;
     bool waveformComplete = false;
     bool imageReady = false;
+    bool showInEQ = true;
     int heatMapCategory = 0;
     int rangeInterval = 0;
     float pointsPerPixel = 0.0f;

@@ -77,12 +77,8 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     addAndMakeVisible (*mainDisplay);
     eqPanel.setLookAndFeel (&scrollbarLook);
     addAndMakeVisible (eqPanel);
-    compareEQButton.setImages ("EQWindowCompareEQ", "EQWindowCompareEQHover", "EQWindowCompareEQHover");
-    compareEQButton.setHitAreaFromResource ("EQWindowCompareEQHitArea_svg");
+    eqPanel.trinityPanel.makePresetsWindow = [this] { return std::make_unique<PlaceholderEQPresetsWindow> (model); };
     addAndMakeVisible (compareEQButton);
-    hideEQButton.setImages ("HideEQNormal", "HideEQHover", "HideEQDown");
-    hideEQButton.setHitAreaFromResource ("HideEQHitArea_svg");
-    hideEQButton.setSize (layout::hideEQWidth, layout::hideEQHeight);
     addAndMakeVisible (hideEQButton);
     const float scale = juce::Desktop::getInstance().getDisplays().getPrimaryDisplay() != nullptr
                             ? (float) juce::Desktop::getInstance().getDisplays().getPrimaryDisplay()->scale
@@ -710,6 +706,7 @@ void MainContentComponent::confirmReset()
 {
     confirmWindow.setVisible (false);
     mainDisplay->deleteAllTracks();
+    eqPanel.updateTrackList();
     saveSessionButton.setEnabled (false);
     textExportButton.setEnabled (false);
     model.eqWindowHidden = true;
@@ -840,7 +837,7 @@ void MainContentComponent::loadFiles (const juce::Array<juce::File>& files)
 bool MainContentComponent::openSession (const juce::File& sessionFile)
 {
     SessionOpenHandlers handlers;
-    handlers.removeAllTracks = [this] { mainDisplay->deleteAllTracks(); };
+    handlers.removeAllTracks = [this] { mainDisplay->deleteAllTracks(); eqPanel.updateTrackList(); };
     handlers.dropFiles = [this] (const juce::StringArray& paths) { mainDisplay->filesDropped (paths, 0, 0); };
     handlers.applyToWindow = [this] (const SessionDefaultsOutcome& outcome) { applySessionToWindow (outcome); };
 
@@ -853,9 +850,8 @@ bool MainContentComponent::openSession (const juce::File& sessionFile)
 
 void MainContentComponent::applySessionToWindow (const SessionDefaultsOutcome& outcome)
 {
-    // The EQ preset's name (outcome.eqPresetName) belongs to the EQ panel, which shows no
-    // name yet.
     topBar.setPresetName (outcome.presetName);
+    eqPanel.trinityPanel.takeCurrentPreset();
     topBar.presetToggle.setToggleState (false, juce::dontSendNotification);
     presetsWindow.reset();
     reEvaluateStrips();
@@ -933,6 +929,7 @@ void MainContentComponent::trackCountChanged()
         textExportButton.setEnabled (false);
         model.eqWindowHidden = true;
     }
+    eqPanel.updateTrackList();
     resized();
 }
 
@@ -952,6 +949,7 @@ void MainContentComponent::actionListenerCallback (const juce::String& message)
     }
     else if (messages::hasPrefix (message, messages::trackWaveformComplete))
     {
+        eqPanel.updateTrackList();
         if (model.loadQueue.processed.load() == model.loadQueue.pushed.load())
         {
             showStatus (allTracksLoadedText, allTracksLoadedTicks);

@@ -4,7 +4,9 @@
 #include "app/Layout.h"
 #include "app/Messages.h"
 #include "app/MainDisplay.h"
+#include "app/EQPresetsPlaceholder.h"
 #include "app/Placeholders.h"
+#include "display/EQWindow.h"
 #include "app/PopUpWindow.h"
 #include "kit/BrenwickSoundLogo.h"
 #include "kit/ClippedPNGButton.h"
@@ -133,9 +135,9 @@ public:
     juce::Label statusLabel;
     std::unique_ptr<bws::SVGHyperlinkButton> productLink;
     std::unique_ptr<MainDisplay> mainDisplay;
-    juce::Component eqPanel;
-    bws::ClippedPNGButton compareEQButton { "CompareEQ" };
-    bws::ClippedPNGButton hideEQButton { "HideEQ" };
+    EQWindow eqPanel { model };
+    CompareEQButton compareEQButton;
+    HideEQButton hideEQButton;
     juce::ImageComponent cornerSeparatorLeft { "Corner Separator L" };
     juce::ImageComponent cornerSeparatorRight { "Corner Separator R" };
 

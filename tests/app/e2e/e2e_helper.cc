@@ -2,6 +2,7 @@
 // a window to close the way a window manager's close button does.
 //
 //   orvane_e2e_helper tone <file.wav> <seconds> <frequency>
+//   orvane_e2e_helper noise <file.wav> <seconds> pink|bright|dark <seed>
 //   orvane_e2e_helper session <file.bws> <presetId> <x> <y> <width> <height> <audio>...
 //   orvane_e2e_helper atoms
 //   orvane_e2e_helper close <window id>
@@ -11,7 +12,10 @@
 
 #include <X11/Xlib.h>
 
+#include <cmath>
 #include <cstdio>
+#include <string>
+#include <vector>
 #include <cstdlib>
 #include <cstring>
 
@@ -33,6 +37,41 @@ int writeTone (int argc, char** argv)
     if (argc != 5)
         return usage();
     const auto signal = testaudio::sine (44100.0, 2, std::atof (argv[3]), std::atof (argv[4]), 0.3);
+    return testaudio::writeWav (absolute (argv[2]), signal) ? 0 : 1;
+}
+
+// Stereo noise of three tonal balances: pink (Paul Kellet's filter), brighter (white added)
+// and darker (a one-pole low-pass at about 300 Hz added), each channel its own.
+int writeNoise (int argc, char** argv)
+{
+    if (argc != 6)
+        return usage();
+    const std::string kind = argv[4];
+    std::srand ((unsigned) std::atoi (argv[5]));
+    const double rate = 44100.0;
+    const int frames = (int) (rate * std::atof (argv[3]));
+    testaudio::Signal signal;
+    signal.sampleRate = rate;
+    signal.channels.assign (2, std::vector<float> ((size_t) frames));
+    const float lowPass = (float) std::exp (-2.0 * 3.141592653589793 * 300.0 / rate);
+    for (auto& channel : signal.channels)
+    {
+        float b[7] = {}, low = 0.0f;
+        for (auto& sample : channel)
+        {
+            const float w = 2.0f * (float) std::rand() / (float) RAND_MAX - 1.0f;
+            b[0] = 0.99886f * b[0] + w * 0.0555179f;
+            b[1] = 0.99332f * b[1] + w * 0.0750759f;
+            b[2] = 0.96900f * b[2] + w * 0.1538520f;
+            b[3] = 0.86650f * b[3] + w * 0.3104856f;
+            b[4] = 0.55000f * b[4] + w * 0.5329522f;
+            b[5] = -0.7616f * b[5] - w * 0.0168980f;
+            const float pink = (b[0] + b[1] + b[2] + b[3] + b[4] + b[5] + b[6] + w * 0.5362f) * 0.11f;
+            b[6] = w * 0.115926f;
+            low = (1.0f - lowPass) * pink + lowPass * low;
+            sample = 0.3f * (kind == "bright" ? pink + 0.3f * w : (kind == "dark" ? pink + 6.0f * low : pink));
+        }
+    }
     return testaudio::writeWav (absolute (argv[2]), signal) ? 0 : 1;
 }
 
@@ -97,6 +136,8 @@ int main (int argc, char** argv)
     const std::string command = argv[1];
     if (command == "tone")
         return writeTone (argc, argv);
+    if (command == "noise")
+        return writeNoise (argc, argv);
     if (command == "session")
         return writeSession (argc, argv);
     if (command == "atoms")

@@ -1,0 +1,88 @@
+# Shared by the end-to-end scenarios: a virtual display of their own, a private home, waiting,
+# failing with the program's output, and closing the window the way a window manager does.
+# Source it after setting app, helper and out; it sets work, DISPLAY and HOME.
+# Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
+
+for tool in Xvfb xdotool import; do
+    if ! command -v "$tool" >/dev/null 2>&1; then
+        echo "skipped: $tool is not installed"
+        exit 77
+    fi
+done
+
+mkdir -p "$out"
+work="$(mktemp -d)"
+xvfb_pid=""
+app_pid=""
+cleanup() {
+    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
+    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
+    exit 1
+}
+
+# Waits up to $1 seconds for a command to succeed.
+wait_for() {
+    local seconds="$1"; shift
+    local tries=$((seconds * 10))
+    while ! "$@" >/dev/null 2>&1; do
+        tries=$((tries - 1))
+        [ "$tries" -gt 0 ] || return 1
+        sleep 0.1
+    done
+}
+
+# A display of our own: Xvfb picks a free number and writes it to the descriptor.
+exec 5>"$work/display"
+Xvfb -displayfd 5 -screen 0 1920x1200x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
+xvfb_pid=$!
+exec 5>&-
+wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
+export DISPLAY=":$(head -n 1 "$work/display")"
+"$helper" atoms || fail "could not prepare the display"
+
+# Settings and everything else go to a home of the test's own.
+export HOME="$work/home"
+export XDG_CONFIG_HOME="$HOME/.config"
+mkdir -p "$XDG_CONFIG_HOME"
+export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+
+# Closes the window and waits for the program to end with status 0.
+close_and_wait() {
+    "$helper" close "$1" || fail "could not ask the window to close"
+    for _ in $(seq 1 200); do
+        kill -0 "$app_pid" 2>/dev/null || break
+        sleep 0.1
+    done
+    if kill -0 "$app_pid" 2>/dev/null; then
+        fail "the program did not quit after its window was closed"
+    fi
+    local status=0
+    wait "$app_pid" || status=$?
+    app_pid=""
+    [ "$status" -eq 0 ] || fail "the program exited with status $status"
+    if grep -q "JUCE Assertion failure" "$out/stderr.txt"; then
+        fail "a JUCE assertion fired"
+    fi
+}
+
+# Starts the program on a session and waits for its window, titled after the session, to
+# stand at the given size; sets app_pid and window.
+open_session() {
+    local session="$1" size="$2"
+    local title="^ORVANE - $(basename "$session" | sed 's/[.]/\\./g')\$"
+    (cd "$work" && exec "$app" "$session") >"$out/stdout.txt" 2>"$out/stderr.txt" &
+    app_pid=$!
+    wait_for 30 xdotool search --name "$title" || fail "no window titled 'ORVANE - $(basename "$session")'"
+    window="$(xdotool search --name "$title" | head -n 1)"
+    window_has_size() { xdotool getwindowgeometry "$window" | grep -q "Geometry: $size"; }
+    wait_for 10 window_has_size \
+        || fail "window size is $(xdotool getwindowgeometry "$window" | grep Geometry), not $size"
+}
