@@ -222,6 +222,7 @@ bool Checker::writePicture (const juce::File& file, Track& track, const TrackJud
     subject.preset = settings.preset;
     subject.presetLabel = settings.presetLabel;
     subject.eqPreset = settings.eqPreset ? &*settings.eqPreset : model.getEQPresetForId (model.defaultEQPresetId);
+    subject.maxContrast = model.maxContrast;
     subject.flagged = judgement.flagged;
 
     const auto target = imagesFolder.getChildFile (pictureNames.nameFor (file));

@@ -2,6 +2,7 @@
 
 #include "analysis/Track.h"
 #include "cli/Options.h"
+#include "targets/EQPicture.h"
 #include "targets/FileReplace.h"
 #include "targets/WaveformImage.h"
 
@@ -25,6 +26,7 @@ const juce::Colour textColour (0xffe6e7fa);
 const juce::Colour dim (0xff43476c);
 const juce::Colour problem (0xfffa4d42);
 const juce::Colour calm (0xff4c58c8);
+const juce::Colour eqGround (0xff111111);
 
 juce::Font pictureFont (float height)
 {
@@ -71,14 +73,6 @@ juce::String rowText (const problemscan::FlaggedKind& flagged, const juce::Font&
         text = next;
     }
     return text;
-}
-
-void drawMissing (juce::Graphics& g, juce::Rectangle<int> area, const juce::String& what)
-{
-    g.setColour (problem);
-    g.drawRect (area, 2);
-    g.setFont (pictureFont (14.0f));
-    g.drawFittedText ("MISSING: " + what, area.reduced (8), juce::Justification::centred, 3);
 }
 
 void drawTitle (juce::Graphics& g, juce::Rectangle<int> area, const juce::String& left, const juce::String& right)
@@ -164,11 +158,28 @@ void drawNothingFlagged (juce::Graphics& g, juce::Rectangle<int> area)
                 juce::Justification::centredLeft, true);
 }
 
-void drawEQ (juce::Graphics& g, juce::Rectangle<int> area, Track&, const EQPreset*)
+// The track's stereo curve against the preset, as the EQ pane plots a lone track at start: its
+// first colour, the scale fitted to the curve, on the pane's fill.
+void drawEQ (juce::Graphics& g, juce::Rectangle<int> area, const Track& track, const PictureSubject& subject,
+             int dbRange)
 {
-    g.setColour (waveformGround);
+    g.setColour (eqGround);
     g.fillRect (area);
-    drawMissing (g, area, "the EQ pane's curve and scale (the EQ drawing is not in this build)");
+    std::vector<eqpicture::Curve> curves;
+    if (subject.eqPreset != nullptr)
+        if (auto differences = eqcurve::curveDifferences (track, *subject.eqPreset, eqcurve::stereoMode))
+            curves.push_back ({ *differences, juce::Colour (eqcurve::curveColour (0, subject.maxContrast)) });
+    eqpicture::drawPlot (g, area.reduced (0, 4), curves, dbRange, pictureFont (11.0f));
+}
+
+// "BALANCED MASTER · STEREO · ±5 dB", the scale's reach as the range buttons show it.
+juce::String eqTitle (const PictureSubject& subject, int dbRange)
+{
+    if (subject.eqPreset == nullptr)
+        return "[NO PRESET SELECTED]";
+    const auto dot = juce::String (juce::CharPointer_UTF8 (" \xc2\xb7 "));
+    return subject.eqPreset->name + dot + "STEREO" + dot + juce::String (juce::CharPointer_UTF8 ("\xc2\xb1"))
+           + juce::String (dbRange) + " dB";
 }
 } // namespace
 
@@ -215,9 +226,10 @@ juce::Image drawTrackPicture (Track& track, const PictureSubject& subject, int w
     for (size_t i = 0; i < rows.size(); ++i)
         drawRow (g, layout.rows[i], *rows[i], duration);
 
-    drawTitle (g, layout.eqTitle, "EQ",
-               subject.eqPreset != nullptr ? subject.eqPreset->name : juce::String ("[NO PRESET SELECTED]"));
-    drawEQ (g, layout.eq, track, subject.eqPreset);
+    const int dbRange = eqcurve::fitRange (
+        eqcurve::largestEQDifference ({ &track }, subject.eqPreset, eqcurve::stereoMode));
+    drawTitle (g, layout.eqTitle, "EQ", eqTitle (subject, dbRange));
+    drawEQ (g, layout.eq, track, subject, dbRange);
     return image;
 }
 

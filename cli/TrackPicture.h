@@ -35,6 +35,7 @@ struct PictureSubject
     ThresholdPreset preset;               // the heat map's limits
     juce::String presetLabel;             // "GROUP: NAME" of the threshold preset
     const EQPreset* eqPreset = nullptr;   // null: no EQ preset chosen
+    bool maxContrast = true;              // the setting that picks the curve colours
     std::vector<problemscan::FlaggedKind> flagged;
 };
 

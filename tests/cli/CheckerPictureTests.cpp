@@ -45,8 +45,8 @@ TEST (CheckerPictures, FlaggedStretchIsRedInThePictureAndTimedInTheJson)
     const auto images = folder.file ("artifacts/pictures");  // made by the checker, parents and all
 
     // 400 columns of 50 ms: coarser than a step of the true-peak measure (2048 frames).
-    auto r = runChecker ({ "--json", "--no-progress", "--preset", "0", "--width", "400", "--images", path (images),
-                           path (audio) });
+    auto r = runChecker ({ "--json", "--no-progress", "--preset", "0", "--eq-preset", "29", "--width", "400",
+                           "--images", path (images), path (audio) });
     ASSERT_EQ (r.exitCode, 1) << r.err;
     auto report = clitest::firstOf (r.out);
 
@@ -86,6 +86,17 @@ TEST (CheckerPictures, FlaggedStretchIsRedInThePictureAndTimedInTheJson)
     const int lane = layout.rows.front().getBottom() - 3;
     EXPECT_EQ (pixelAt (image, 10.0, lane).getARGB(), 0xfffa4d42u);
     EXPECT_EQ (pixelAt (image, 4.0, lane).getARGB(), 0xff43476cu);
+
+    // Under it the EQ plot: the solid centre line of its scale, and the curve in a lone track's colour.
+    int centreLine = 0, curve = 0;
+    for (int y = layout.eq.getY(); y < layout.eq.getBottom(); ++y)
+    {
+        centreLine = juce::jmax (centreLine, image.getPixelAt (200, y).getARGB() == 0xff325463u ? y : 0);
+        for (int x = 0; x < image.getWidth(); ++x)
+            curve += image.getPixelAt (x, y).getARGB() == 0xff4c58c8u ? 1 : 0;
+    }
+    EXPECT_NEAR (centreLine, layout.eq.getCentreY(), 2);
+    EXPECT_GT (curve, 100);
 }
 
 TEST (CheckerPictures, BatchNamesStayApartAndBadOutputsGetOneLineAndStatusTwo)
