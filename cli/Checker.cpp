@@ -195,20 +195,18 @@ bool Checker::writeSession()
 bool Checker::prepareImagesFolder()
 {
     const auto folder = juce::File::getCurrentWorkingDirectory().getChildFile (options.imagesFolder);
-    const auto path = folder.getFullPathName().toStdString();
-    if (! folder.isDirectory() && folder.exists())
+    juce::String reason;
+    if (folder.exists() && ! folder.isDirectory())
+        reason = "it is not a folder";
+    else if (! folder.isDirectory() && folder.createDirectory().failed())
+        reason = "the folder could not be made";
+    else if (! folder.hasWriteAccess())
+        reason = "the folder is not writable";
+
+    if (reason.isNotEmpty())
     {
-        err << programName << ": " << path << ": no pictures written: it is not a folder" << std::endl;
-        return false;
-    }
-    if (! folder.isDirectory() && folder.createDirectory().failed())
-    {
-        err << programName << ": " << path << ": no pictures written: the folder could not be made" << std::endl;
-        return false;
-    }
-    if (! folder.hasWriteAccess())
-    {
-        err << programName << ": " << path << ": no pictures written: the folder is not writable" << std::endl;
+        err << programName << ": " << folder.getFullPathName().toStdString() << ": no pictures written: "
+            << reason.toStdString() << std::endl;
         return false;
     }
     imagesFolder = folder;

@@ -18,23 +18,22 @@ constexpr int rowHeight = 22;
 constexpr int laneHeight = 5;
 constexpr int textInset = 4;
 
-// The colours of the window: the page behind the strips' parts, the waveform's own ground,
-// text, and the heat map's dim, red and blue.
+// The colours of the window: the strips' own ground, the waveform display's and the EQ pane's,
+// text, and the heat map's.
 const juce::Colour background (0xff2d2e39);
 const juce::Colour waveformGround (0xff121212);
-const juce::Colour textColour (0xffe6e7fa);
-const juce::Colour dim (0xff43476c);
-const juce::Colour problem (0xfffa4d42);
-const juce::Colour calm (0xff4c58c8);
 const juce::Colour eqGround (0xff111111);
+const juce::Colour textColour (0xffe6e7fa);
+const juce::Colour dim (waveformimage::dimColour);
+const juce::Colour problem (waveformimage::flaggedColour);
+const juce::Colour calm (waveformimage::plainColour);
 
 juce::Font pictureFont (float height)
 {
-    // The window's typeface where it is installed; the system's sans serif otherwise.
-    juce::Font font ("Jura", height, juce::Font::plain);
-    if (font.getTypefacePtr() == nullptr || font.getTypefaceName() != "Jura")
-        return juce::Font (height);
-    return font;
+    // The window's typeface where it is installed (Debian's fonts-jura); the system's sans serif
+    // otherwise, since a family that isn't there draws no glyphs at all.
+    static const bool juraInstalled = juce::Font::findAllTypefaceNames().contains ("Jura");
+    return juraInstalled ? juce::Font ("Jura", height, juce::Font::plain) : juce::Font (height);
 }
 
 const juce::String enDash = juce::String (juce::CharPointer_UTF8 ("\xe2\x80\x93"));
