@@ -148,6 +148,20 @@ public:
     bool helpOpen = false;
     // The one player; the main component is the device's audio source.
     juce::AudioTransportSource transport;
+    // The audio state the main component hands over: its device manager and the callback it
+    // installed there. Cleared under audioStateLock, taken by try-lock only, when the main
+    // component goes.
+    std::mutex audioStateLock;
+    juce::AudioDeviceManager* audioDeviceManager = nullptr;
+    juce::AudioIODeviceCallback* audioCallback = nullptr;
+
+    // --- loudness match (app/Playback.*) ---
+    // Plain fields: the audio callback reads them at each block, a change lasts from the next.
+    bool loudnessMatchOn = false;
+    // 0 follows the short-term level sample by sample, 1 a fixed gain from the whole file.
+    int loudnessMatchMode = 1;
+    // LUFS: -24, -14 or -8.
+    float loudnessMatchTarget = -14.0f;
 
 private:
     void registerFormats();

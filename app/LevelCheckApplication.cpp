@@ -86,7 +86,9 @@ LevelCheckApplication::MainWindow::MainWindow (const juce::String& name, Model& 
     setVisible (true);
     setResizable (true, false);
     setResizeLimits (layout::minimumWidth, layout::minimumHeight, layout::maximumWidth, layout::maximumHeight);
-    // The keys go to the main component.
+    // The keys go to the main component. The window itself doesn't take the focus, so that
+    // when the system hands the window the focus it passes on to the main component.
+    setWantsKeyboardFocus (false);
     content->grabKeyboardFocus();
 }
 
@@ -95,6 +97,15 @@ LevelCheckApplication::MainWindow::~MainWindow()
     if (auto* content = getMainContent())
         content->removeActionListener (this);
     clearContentComponent();
+}
+
+bool LevelCheckApplication::MainWindow::keyPressed (const juce::KeyPress& key)
+{
+    // The window itself takes the keys while no component inside has the focus (as after the
+    // window has lost and regained it): they are the main component's all the same.
+    if (auto* content = getMainContent())
+        return content->keyPressed (key);
+    return false;
 }
 
 void LevelCheckApplication::MainWindow::activeWindowStatusChanged()

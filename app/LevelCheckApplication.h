@@ -36,6 +36,7 @@ public:
         // The keys go to the main component whenever the window comes to the front, also when
         // a file chooser closes over it.
         void activeWindowStatusChanged() override;
+        bool keyPressed (const juce::KeyPress& key) override;
         void actionListenerCallback (const juce::String& message) override;
 
         MainContentComponent* getMainContent() const;

@@ -64,7 +64,6 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     helpWindow = makePlaceholderHelpWindow (juce::String (appinfo::name) + " " + appinfo::version);
     addChildComponent (*helpWindow);
     addChildComponent (confirmWindow);
-    loudnessMatchWindow.setSize (115, 90);
     addChildComponent (loudnessMatchWindow);
     statusLabel.setColour (juce::Label::textColourId, juce::Colour (titleColour));
     statusLabel.setJustificationType (juce::Justification::centredLeft);
@@ -90,8 +89,7 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     addAndMakeVisible (cornerSeparatorLeft);
     addAndMakeVisible (cornerSeparatorRight);
 
-    // 1. The audio source and the transport's changes.
-    model.transport.addChangeListener (this);
+    // 1. The audio source; the playback watches the transport's changes itself.
 
     // 2. The sound device: 2 in, 2 out, the saved state if any; a failure falls back to the
     // default device, and a failure of that leaves the program silent.
@@ -100,6 +98,11 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
         deviceManager.initialiseWithDefaultDevices (2, 2);
     audioSourcePlayer.setSource (this);
     deviceManager.addAudioCallback (&audioSourcePlayer);
+    {
+        std::lock_guard<std::mutex> guard (model.audioStateLock);
+        model.audioDeviceManager = &deviceManager;
+        model.audioCallback = &audioSourcePlayer;
+    }
     settings.deviceStateProvider = [this] { return deviceManager.createStateXml(); };
 
     // 3. Messages.
@@ -132,6 +135,7 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
                                   (juce::Button*) &addTracksButton, (juce::Button*) &resetButton,
                                   (juce::Button*) &hideEQButton, (juce::Button*) &topBar.previousButton,
                                   (juce::Button*) &topBar.nextButton, (juce::Button*) &topBar.presetToggle,
+                                  (juce::Button*) &topBar.loudnessMatchButton,
                                   (juce::Button*) &utilitiesMenu.settingsButton,
                                   (juce::Button*) &utilitiesMenu.authorisationButton,
                                   (juce::Button*) &utilitiesMenu.helpButton })
@@ -144,6 +148,7 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
 
     statusLabel.addMouseListener (this, false);
     loudnessMatchWindow.addMouseListener (this, false);
+    topBar.loudnessMatchButton.addMouseListener (this, false);
     compareEQButton.addMouseListener (this, false);
     logo.addMouseListener (this, true);
     utilitiesMenu.helpButton.addMouseListener (this, false);
@@ -168,6 +173,16 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
 
 MainContentComponent::~MainContentComponent()
 {
+    // The Model's audio state lets go of this component's device and callback, if nobody else
+    // holds it just now; nothing waits here.
+    {
+        std::unique_lock<std::mutex> audioState (model.audioStateLock, std::try_to_lock);
+        if (audioState.owns_lock())
+        {
+            model.audioDeviceManager = nullptr;
+            model.audioCallback = nullptr;
+        }
+    }
     stopTimer();
     settings.deviceStateProvider = nullptr;
 
@@ -178,13 +193,14 @@ MainContentComponent::~MainContentComponent()
     authorisationWindow.removeActionListener (this);
     helpWindow->removeActionListener (this);
 
+    // The callback is detached first: once that returns no block is under way, so the stop
+    // needn't wait for one and the source can go.
+    model.transportRunning = false;
+    deviceManager.removeAudioCallback (&audioSourcePlayer);
+    audioSourcePlayer.setSource (nullptr);
     changeTransportState (3);
     model.transport.setSource (nullptr);
-    model.transportRunning = false;
-    audioSourcePlayer.setSource (nullptr);
-    deviceManager.removeAudioCallback (&audioSourcePlayer);
     shutdownAudio();
-    model.transport.removeChangeListener (this);
 
     tooltipWindow.reset();
     eqPanel.setLookAndFeel (nullptr);
@@ -221,6 +237,21 @@ void MainContentComponent::timerCallback()
                                                  if (auto* s = weak.get())
                                                      s->timerCallback();
                                              });
+        }
+    }
+
+    if (keyFocusTicks > 0)
+    {
+        --keyFocusTicks;
+        auto* peer = getPeer();
+        if (peer != nullptr && peer->isFocused() && hasKeyboardFocus (true))
+        {
+            keyFocusTicks = 0;
+        }
+        else if (peer != nullptr && isShowing())
+        {
+            peer->grabFocus();
+            grabKeyboardFocus();
         }
     }
 
@@ -395,6 +426,13 @@ void MainContentComponent::mouseEnter (const juce::MouseEvent& e)
     const bool onLogo = e.eventComponent == &logo || logo.isParentOf (e.eventComponent);
     const bool onHelp = e.eventComponent == &utilitiesMenu.helpButton;
 
+    if (e.eventComponent == &topBar.loudnessMatchButton && topBar.loudnessMatchButton.isEnabled())
+    {
+        loudnessMatchWindow.showModelState();
+        loudnessMatchWindow.setVisible (true);
+        loudnessMatchWindow.toFront (false);
+    }
+
     // The pop-up speaks for the tooltips when they are off, so that an update is still heard of.
     if (onLogo && newProductAvailable && ! model.showToolTips)
     {
@@ -416,6 +454,11 @@ void MainContentComponent::mouseEnter (const juce::MouseEvent& e)
 
 void MainContentComponent::mouseExit (const juce::MouseEvent& e)
 {
+    // Left downwards the pointer may travel into the choices; only an exit through the top
+    // hides them.
+    if (e.eventComponent == &topBar.loudnessMatchButton && e.getEventRelativeTo (this).getPosition().y < 35)
+        loudnessMatchWindow.setVisible (false);
+
     const bool onLogo = e.eventComponent == &logo || logo.isParentOf (e.eventComponent);
     const bool onHelp = e.eventComponent == &utilitiesMenu.helpButton;
     if ((onLogo && newProductAvailable && ! model.showToolTips) || (onHelp && updateAvailable && ! model.showToolTips))
@@ -491,54 +534,22 @@ bool MainContentComponent::keyPressed (const juce::KeyPress& key)
 
 void MainContentComponent::togglePlayback()
 {
-    Track* track = model.activeTrack;
-    if (track != nullptr && track->playTarget && track->readerSource != nullptr)
-    {
-        model.transport.setSource (track->readerSource.get(), 0, nullptr, track->sampleRate);
-        if (track->resumeFromOwnPosition)
-        {
-            model.transport.setPosition (track->playPosition);
-            track->resumeFromOwnPosition = false;
-        }
-        else
-        {
-            model.transport.setPosition (model.sharedPlayPosition);
-        }
-        track->playPosition = (float) model.transport.getCurrentPosition();
-        track->playTarget = true;
-        endOfFilePosted = false;
-        if (transportState != 1)
-            changeTransportState (1);
-        model.transportRunning = true;
-    }
-    else
-    {
-        changeTransportState (3);
-        model.transport.setSource (nullptr);
-        model.transportRunning = false;
-    }
+    playback.togglePlayback();
 }
 
 void MainContentComponent::changeTransportState (int newState)
 {
-    if (newState == transportState)
-        return;
-    transportState = newState;
-    if (newState == 1)
-        model.transport.start();
-    else if (newState == 3 && model.transport.isPlaying())
-        model.transport.stop();  // waits for the audio thread, then sends its change message
+    playback.changeTransportState (newState);
 }
 
 void MainContentComponent::changeListenerCallback (juce::ChangeBroadcaster* source)
 {
-    if (source == &model.transport)
-        transportState = model.transport.isPlaying() ? 2 : 0;
+    playback.changeListenerCallback (source);
 }
 
 void MainContentComponent::prepareToPlay (int samplesPerBlockExpected, double sampleRate)
 {
-    model.transport.prepareToPlay (samplesPerBlockExpected, sampleRate);
+    playback.prepareToPlay (samplesPerBlockExpected, sampleRate);
 }
 
 void MainContentComponent::releaseResources()
@@ -547,41 +558,7 @@ void MainContentComponent::releaseResources()
 
 void MainContentComponent::getNextAudioBlock (const juce::AudioSourceChannelInfo& info)
 {
-    if (! model.transportRunning)
-    {
-        info.clearActiveBufferRegion();
-        return;
-    }
-
-    Track* track = model.activeTrack;
-    if (track != nullptr && std::abs (track->playPosition - model.transport.getCurrentPosition()) > 0.001)
-        model.transport.setPosition (track->playPosition);
-
-    model.transport.getNextAudioBlock (info);
-
-    if (track != nullptr)
-    {
-        if (track->sampleRate > 0.0 && model.transport.getCurrentPosition() >= track->numSamples / track->sampleRate)
-        {
-            // The end of the file: the stop runs on the message thread, where stopping may wait
-            // for this thread.
-            if (! endOfFilePosted.exchange (true))
-            {
-                juce::MessageManager::callAsync ([weak = juce::WeakReference<MainContentComponent> (this)]
-                                                 {
-                                                     if (auto* c = weak.get())
-                                                     {
-                                                         c->model.setPlayTarget (nullptr);
-                                                         c->togglePlayback();
-                                                     }
-                                                 });
-            }
-            return;
-        }
-        track->playPosition = (float) model.transport.getCurrentPosition();
-        if (model.transport.hasStreamFinished())
-            track->playTarget = false;
-    }
+    playback.renderNextBlock (info);
 }
 
 // --- buttons and overlays ---------------------------------------------------------------------
@@ -737,6 +714,11 @@ void MainContentComponent::buttonClicked (juce::Button* button)
         stepPreset (false);
     else if (button == &topBar.nextButton)
         stepPreset (true);
+    else if (button == &topBar.loudnessMatchButton)
+    {
+        model.loudnessMatchOn = button->getToggleState();
+        repaint();
+    }
     else if (button == &topBar.presetToggle)
     {
         // The presets window opens only while no overlay is open.
@@ -811,7 +793,7 @@ void MainContentComponent::openSessionOrAudioFiles()
                                   if (c == nullptr)
                                       return;
                                   // The keys come back to this component as the chooser closes.
-                                  c->grabKeyboardFocus();
+                                  c->keyFocusTicks = 30;
                                   if (! results.isEmpty())
                                       c->loadFiles (results);
                               });

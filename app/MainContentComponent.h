@@ -5,9 +5,11 @@
 #include "app/Messages.h"
 #include "app/MainDisplay.h"
 #include "app/EQPresetsPlaceholder.h"
+#include "app/Playback.h"
 #include "app/Placeholders.h"
 #include "display/EQWindow.h"
 #include "app/PopUpWindow.h"
+#include "display/LoudnessMatchPopUpWindow.h"
 #include "kit/BrenwickSoundLogo.h"
 #include "kit/ClippedPNGButton.h"
 #include "kit/DisabledCover.h"
@@ -108,7 +110,6 @@ public:
     void changeListenerCallback (juce::ChangeBroadcaster*) override;
     void timerCallback() override;
 
-    int transportState = 0;
     Model& model;
     SettingsStore& settings;
     juce::AttributedString titleText;
@@ -130,7 +131,7 @@ public:
     std::unique_ptr<bws::HelpWindow> helpWindow;
     std::unique_ptr<juce::Component> presetsWindow;
     PopUpWindow confirmWindow;
-    juce::Component loudnessMatchWindow;
+    LoudnessMatchPopUpWindow loudnessMatchWindow { model };
     std::unique_ptr<juce::HyperlinkButton> buyLink;
     juce::Label statusLabel;
     std::unique_ptr<bws::SVGHyperlinkButton> productLink;
@@ -145,6 +146,9 @@ public:
 
     bool updateAvailable = false;
     bool newProductAvailable = false;
+
+    // The transport and the loudness match; transportState lives there.
+    Playback playback { model };
 
 private:
     void changeTransportState (int newState);
@@ -161,13 +165,15 @@ private:
 
     juce::AudioSourcePlayer audioSourcePlayer;
     eqpresets::ModelSessionEqPresets sessionEqPresets { model };
-    std::atomic<bool> endOfFilePosted { false };
     std::unique_ptr<juce::Drawable> bottomTrapezoid;
     bws::ScrollbarLNF scrollbarLook;
     bws::TooltipLookAndFeel tooltipLook;
     std::unique_ptr<juce::FileChooser> fileChooser;
     juce::String lastReportedStatus;
     bool useAllowed = true;
+    // Heartbeats left to take the keyboard focus: the first grab can come before the window
+    // can be focused, at the start and when a file chooser closes. Ends once it has it.
+    int keyFocusTicks = 60;
 
     JUCE_DECLARE_WEAK_REFERENCEABLE (MainContentComponent)
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MainContentComponent)

@@ -12,6 +12,7 @@ PlaceholderTopBar::PlaceholderTopBar()
     addAndMakeVisible (presetName);
     addAndMakeVisible (previousButton);
     addAndMakeVisible (nextButton);
+    addAndMakeVisible (loudnessMatchButton);
     presetToggle.setColour (juce::ToggleButton::textColourId, juce::Colour (bws::Palette::text));
     setSize (barWidth, barHeight);
 }
@@ -23,7 +24,8 @@ void PlaceholderTopBar::setPresetName (const juce::String& name)
 
 void PlaceholderTopBar::resized()
 {
-    auto area = getLocalBounds().reduced (40, 8);
+    loudnessMatchButton.setBounds (getWidth() - LoudnessMatchButton::buttonWidth, 5, LoudnessMatchButton::buttonWidth, 36);
+    auto area = getLocalBounds().reduced (40, 8).withRight (loudnessMatchButton.getX() - 4);
     previousButton.setBounds (area.removeFromLeft (24));
     nextButton.setBounds (area.removeFromRight (24));
     presetName.setBounds (area);

@@ -4,6 +4,7 @@
 // arrows, and the settings, authorisation and help overlays. Each has the size, the buttons
 // and the messages the main component relies on, and nothing more.
 
+#include "display/LoudnessMatchButton.h"
 #include "kit/HelpWindow.h"
 #include "kit/SettingsWindow.h"
 
@@ -25,6 +26,8 @@ public:
     juce::TextButton previousButton { "<" };
     juce::TextButton nextButton { ">" };
     juce::ToggleButton presetToggle { "PRESETS" };
+    // At the bar's right end: width - 137, 5, 137 by 36.
+    LoudnessMatchButton loudnessMatchButton;
 
     void resized() override;
 

@@ -51,7 +51,12 @@ juce::Path PopUpWindow::outline (juce::Rectangle<float> area)
 
 void PopUpWindow::paint (juce::Graphics& g)
 {
-    const auto shape = outline (getLocalBounds().toFloat().reduced (0.5f));
+    paintShape (g, getLocalBounds());
+}
+
+void PopUpWindow::paintShape (juce::Graphics& g, juce::Rectangle<int> bounds)
+{
+    const auto shape = outline (bounds.toFloat().reduced (0.5f));
     g.setColour (juce::Colour (fillColour));
     g.fillPath (shape);
     g.setColour (juce::Colour (outlineColour));

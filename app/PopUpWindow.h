@@ -32,6 +32,8 @@ public:
 
     // Flat at the top, the bottom corners rounded by min(half the shorter side, 10).
     static juce::Path outline (juce::Rectangle<float> area);
+    // Fills and strokes that outline: the look of every pop-up.
+    static void paintShape (juce::Graphics&, juce::Rectangle<int> bounds);
 
     void paint (juce::Graphics&) override;
     void resized() override;

@@ -8,9 +8,11 @@
 
 namespace
 {
+// Narrowed a little, so that a figure such as "-10.25" and " dBTP" fit side by side in 82 pixels.
 juce::Font readoutFont (float height)
 {
-    return juce::Font (bws::Resources::getTypeface (bws::Resources::FontRole::Medium)).withHeight (height);
+    return juce::Font (bws::Resources::getTypeface (bws::Resources::FontRole::Book)).withHeight (height)
+        .withHorizontalScale (0.86f);
 }
 
 juce::String figure (float value, int decimals)

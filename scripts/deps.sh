@@ -14,6 +14,7 @@ PACKAGES=(
     clang libclang-rt-14-dev
     ffmpeg time
     xvfb xauth xdotool imagemagick
+    pulseaudio pulseaudio-utils libasound2-plugins
     fonts-jura
 )
 

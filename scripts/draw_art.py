@@ -310,13 +310,17 @@ def readout_family(out, family, title):
     looks = {
         "Normal": (TEXT, 0.55),
         "Hover": (TEXT, 0.9),
-        "Problem": (PROBLEM, 0.8),
-        "ProblemHoverDown": (PROBLEM, 1.0),
+        # Over its target the button's fill turns red, so the title stays light on it.
+        "Problem": (TEXT, 0.8),
+        "ProblemHoverDown": (TEXT, 1.0),
     }
     for state, (ink, op) in looks.items():
+        # The icon stands at (8, 10) and the figures at y 53 and 74: the title goes under them. The
+        # empty frame keeps the drawing's bounds on the whole canvas, so it is placed as drawn.
         out[f"{family}{state}"] = svg(w, h, [
-            lettering(title, 8, 10, 6, ink, 1.0, opacity=op),
-            path(f"M 8 21.5 L {w - 8} 21.5", stroke=ink, width=1, opacity=op * 0.4)])
+            rect(0, 0, w, h),
+            path(f"M 8 48.5 L {w - 8} 48.5", stroke=ink, width=1, opacity=op * 0.4),
+            lettering(title, 8, 93, 6, ink, 1.0, opacity=op)])
 
 
 def emblem(kind, ink, sw, op):

@@ -362,6 +362,49 @@ TEST_F (MainContent, CloseLoudnessMatchHidesItsWindow)
     EXPECT_FALSE (c.loudnessMatchWindow.isVisible());
 }
 
+TEST_F (MainContent, LoudnessMatchButtonAndItsChoicesSetTheModel)
+{
+    auto& c = makeContent();
+    auto& button = c.topBar.loudnessMatchButton;
+    EXPECT_EQ (button.getBounds(), Rect (395 - 137, 5, 137, 36));
+
+    // Hover shows the choices; leaving downwards keeps them, through the top hides them.
+    const auto at = [&] (int y)
+    {
+        const juce::Point<float> p (10.0f, (float) y);
+        return juce::MouseEvent (juce::Desktop::getInstance().getMainMouseSource(), p, {}, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f,
+                                 &button, &button, juce::Time(), p, juce::Time(), 1, false);
+    };
+    c.mouseEnter (at (10));
+    EXPECT_TRUE (c.loudnessMatchWindow.isVisible());
+    c.mouseExit (at (40));
+    EXPECT_TRUE (c.loudnessMatchWindow.isVisible());
+    c.mouseExit (at (-2));
+    EXPECT_FALSE (c.loudnessMatchWindow.isVisible());
+
+    button.triggerClick();
+    pumpFor (50);
+    EXPECT_TRUE (model->loudnessMatchOn);
+
+    // Each click sets its field at once; each group keeps one choice.
+    struct Choice { int index; int mode; float target; };
+    for (const auto& choice : { Choice { 0, 0, -14.0f }, Choice { 2, 0, -24.0f }, Choice { 1, 1, -24.0f }, Choice { 4, 1, -8.0f } })
+    {
+        c.loudnessMatchWindow.getChoice (choice.index).triggerClick();
+        pumpFor (20);
+        EXPECT_EQ (model->loudnessMatchMode, choice.mode);
+        EXPECT_EQ (model->loudnessMatchTarget, choice.target);
+        int on = 0;
+        for (int i = 0; i < LoudnessMatchPopUpWindow::numChoices; ++i)
+            on += c.loudnessMatchWindow.getChoice (i).getToggleState() ? 1 : 0;
+        EXPECT_EQ (on, 2);
+    }
+
+    button.triggerClick();
+    pumpFor (50);
+    EXPECT_FALSE (model->loudnessMatchOn);
+}
+
 TEST_F (MainContent, RunsSilentlyWithoutASoundDevice)
 {
     auto& c = makeContent();

@@ -6,13 +6,46 @@
 # the plot, the centre line at half the plot's height, one curve only while a track is selected.
 # Usage: eq_e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 set -euo pipefail
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
 out="$3"
 
+for tool in Xvfb xdotool import; do
+    if ! command -v "$tool" >/dev/null 2>&1; then
+        echo "skipped: $tool is not installed"
+        exit 77
+    fi
+done
+
+mkdir -p "$out"
 rm -f "$out"/eq_*.png "$out/stdout.txt" "$out/stderr.txt"
-. "$(dirname "$0")/e2e/common.sh"
+work="$(mktemp -d)"
+xvfb_pid=""
+app_pid=""
+cleanup() {
+    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
+    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
+    exit 1
+}
+
+start_virtual_display
+
+# Settings and everything else go to a home of the test's own.
+export HOME="$work/home"
+export XDG_CONFIG_HOME="$HOME/.config"
+mkdir -p "$XDG_CONFIG_HOME"
+export ORVANE_TEST_STATUS_FILE="$work/status.txt"
 
 "$helper" noise "$work/pink.wav" 4 pink 1 || fail "could not write the pink track"
 "$helper" noise "$work/bright.wav" 4 bright 2 || fail "could not write the bright track"

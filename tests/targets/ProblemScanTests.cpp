@@ -1,6 +1,8 @@
 #include "analysis/Track.h"
+#include "support/SyntheticTrack.h"
 #include "targets/FlaggedRanges.h"
 #include "targets/ProblemScan.h"
+#include "targets/WaveformImage.h"
 
 #include <gtest/gtest.h>
 
@@ -14,51 +16,12 @@ namespace
 {
 constexpr float minusInf = -std::numeric_limits<float>::infinity();
 
-const ThresholdPreset& preset (int id)
-{
-    static const auto groups = presets::makeFactoryPresetGroups();
-    return *presets::findPresetForId (groups, id);
-}
+using testtrack::cleanTrack;
+using testtrack::inject;
+using testtrack::preset;
+using testtrack::seriesOf;
 
 const ThresholdPreset& allRound() { return preset (4); }
-
-// The series a fault can sit in: sample peak, true peak, short term, integrated, balance,
-// correlation, dynamic range, loudness range.
-std::array<std::vector<float>*, 8> seriesOf (AllReadings& r)
-{
-    return { &r.samplePeakPoints, &r.truePeakPoints, &r.shortTermPoints, &r.integratedPoints,
-             &r.balanceSmoothed, &r.correlationSmoothed, &r.dynamicRangeSteps, &r.loudnessRangePoints };
-}
-
-// A track judged against ALL-ROUND with nothing wrong: 100 points, steps and loudness-range
-// points, one value per column.
-std::unique_ptr<Track> cleanTrack (int numChannels = 2)
-{
-    auto t = std::make_unique<Track> (nullptr);
-    auto& r = t->wholeFileReadings;
-    t->numChannels = numChannels;
-    t->analysisComplete = true;
-    t->waveformPoints.assign (100, 0.5f);
-    t->stepCount = 100;
-    const float good[] = { -3.0f, -3.0f, -10.0f, -12.0f, 0.0f, 0.9f, 10.0f, 6.0f };
-    for (size_t i = 0; i < 8; ++i)
-        seriesOf (r)[i]->assign (100, good[i]);
-    r.integratedLUFS = -12.0f;
-    r.loudnessRange = 6.0f;
-    t->pointsPerPixel = t->stepsPerPixel = t->rangePointsPerPixel = 1.0f;
-    return t;
-}
-
-void inject (Track& t, int fault)
-{
-    auto& r = t.wholeFileReadings;
-    const float bad[] = { 1.0f, 1.0f, -2.0f, -5.0f, -0.5f, -0.5f, 2.0f, 2.0f };
-    seriesOf (r)[(size_t) fault]->assign (100, bad[fault]);
-    if (fault == 3)
-        r.integratedLUFS = -5.0f;
-    if (fault == 7)
-        r.loudnessRange = 2.0f;
-}
 } // namespace
 
 TEST (HeatMapCategories, EachCategoryLooksAtItsOwnReadings)
@@ -279,6 +242,92 @@ TEST (WholeTrackTests, RunOnFinishedTracksOverWholeSeriesOfTheCurrentReadings)
     t->currentReadings = &t->loopReadings;
     runWholeTrackTests (*t, allRound());
     EXPECT_TRUE (t->loopReadings.dynamicRangeOutOfRange);
+}
+
+namespace
+{
+// The colour the image holds in the middle of column x (transparent where nothing is drawn).
+juce::uint32 drawnColour (const Track& t, int x)
+{
+    return t.waveformImage->getPixelAt (x, t.waveformImage->getHeight() / 2).getARGB();
+}
+
+// Rows of column x that are drawn.
+int drawnHeight (const Track& t, int x)
+{
+    int rows = 0;
+    for (int y = 0; y < t.waveformImage->getHeight(); ++y)
+        rows += t.waveformImage->getPixelAt (x, y).getAlpha() != 0 ? 1 : 0;
+    return rows;
+}
+} // namespace
+
+TEST (WaveformImage, EachColumnTakesTheColourOfItsCase)
+{
+    constexpr auto plain = waveformimage::plainColour;
+    constexpr auto flagged = waveformimage::flaggedColour;
+    constexpr auto dim = waveformimage::dimColour;
+    struct Case
+    {
+        const char* what;
+        bool reference;
+        int faultFrom, faultTo;  // sample-peak points out of range, [from, to)
+        std::vector<std::pair<int, int>> loops;
+        std::vector<std::pair<int, juce::uint32>> expected;  // column, colour
+    };
+    const Case cases[] = {
+        { "no problem, also inside a span", false, 0, 0, { { 20, 40 } }, { { 0, plain }, { 30, plain }, { 99, plain } } },
+        { "a reference is dim and never judged", true, 0, 100, {}, { { 0, dim }, { 50, dim }, { 99, dim } } },
+        { "flagged columns red, the rest dim", false, 40, 50, {}, { { 39, dim }, { 40, flagged }, { 49, flagged }, { 51, dim } } },
+        // The span's readings start at the span: its columns are judged from their own index 0.
+        { "only the first span is judged", false, 0, 100, { { 20, 40 }, { 60, 80 } },
+          { { 19, plain }, { 20, flagged }, { 40, flagged }, { 41, plain }, { 70, plain } } },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE (c.what);
+        auto t = cleanTrack();
+        t->isReference = c.reference;
+        for (int i = c.faultFrom; i < c.faultTo; ++i)
+            t->wholeFileReadings.samplePeakPoints[(size_t) i] = 1.0f;
+        for (auto [from, to] : c.loops)
+            t->addRegion ({ Track::clockId() + from, from, to, 0, 0, false, false });
+
+        waveformimage::rebuildHeatMap (*t, allRound(), 100, 20);
+        ASSERT_TRUE (t->imageReady);
+        ASSERT_EQ (t->waveformImage->getWidth(), 100);
+        for (auto [column, colour] : c.expected)
+            EXPECT_EQ (drawnColour (*t, column), colour) << "column " << column;
+    }
+}
+
+TEST (WaveformImage, ColumnsShowTheMeanOfTheirOverlappingStretch)
+{
+    struct Case
+    {
+        int width, column, height;
+    };
+    // Point i is 0.01 i + 0.003; a column of ratio R covers floor(R x) .. ceil(R (x + 1)).
+    const Case cases[] = {
+        { 100, 10, 21 },  // R 1: points 10 and 11, mean 0.108 of 200 rows, truncated
+        { 200, 20, 21 },  // R 0.5: points 10 and 11 ...
+        { 200, 21, 21 },  // ... read again by the next column
+        { 50, 49, 197 },  // R 2: points 98 and 99; 100 doesn't exist
+    };
+    for (const auto& c : cases)
+    {
+        auto t = cleanTrack();
+        for (size_t i = 0; i < t->waveformPoints.size(); ++i)
+            t->waveformPoints[i] = (float) i * 0.01f + 0.003f;
+        waveformimage::rebuildHeatMap (*t, allRound(), c.width, 200);
+        EXPECT_EQ (drawnHeight (*t, c.column), c.height) << "width " << c.width << ", column " << c.column;
+    }
+
+    auto empty = cleanTrack();
+    empty->waveformPoints.clear();
+    waveformimage::renderWaveformImage (*empty, allRound(), 100, 20);
+    EXPECT_FALSE (empty->imageReady);
+    EXPECT_EQ (empty->waveformImage, nullptr);
 }
 
 TEST (FlaggedRanges, RunsOfRedColumnsPerReadingAndTheAudioTheyJudged)

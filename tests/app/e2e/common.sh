@@ -1,32 +1,5 @@
-# Shared by the end-to-end scenarios: a virtual display of their own, a private home, waiting,
-# failing with the program's output, and closing the window the way a window manager does.
-# Source it after setting app, helper and out; it sets work, DISPLAY and HOME.
-# Exits 77 (skipped) when Xvfb, xdotool or ImageMagick's import is missing.
-
-for tool in Xvfb xdotool import; do
-    if ! command -v "$tool" >/dev/null 2>&1; then
-        echo "skipped: $tool is not installed"
-        exit 77
-    fi
-done
-
-mkdir -p "$out"
-work="$(mktemp -d)"
-xvfb_pid=""
-app_pid=""
-cleanup() {
-    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
-    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-fail() {
-    echo "FAILED: $*" >&2
-    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
-    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
-    exit 1
-}
+# Shared by the end-to-end scripts (sourced): waiting, and a virtual display of the test's own.
+# The sourcing script defines fail() and the variables work and helper.
 
 # Waits up to $1 seconds for a command to succeed.
 wait_for() {
@@ -39,20 +12,17 @@ wait_for() {
     done
 }
 
-# A display of our own: Xvfb picks a free number and writes it to the descriptor.
-exec 5>"$work/display"
-Xvfb -displayfd 5 -screen 0 1920x1200x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-exec 5>&-
-wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-"$helper" atoms || fail "could not prepare the display"
-
-# Settings and everything else go to a home of the test's own.
-export HOME="$work/home"
-export XDG_CONFIG_HOME="$HOME/.config"
-mkdir -p "$XDG_CONFIG_HOME"
-export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+# A display of our own: Xvfb picks a free number and writes it to the descriptor. Sets
+# xvfb_pid and DISPLAY, and makes the window manager's atoms on it.
+start_virtual_display() {
+    exec 5>"$work/display"
+    Xvfb -displayfd 5 -screen 0 1920x1200x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
+    xvfb_pid=$!
+    exec 5>&-
+    wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
+    export DISPLAY=":$(head -n 1 "$work/display")"
+    "$helper" atoms || fail "could not prepare the display"
+}
 
 # Closes the window and waits for the program to end with status 0.
 close_and_wait() {

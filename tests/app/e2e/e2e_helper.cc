@@ -1,29 +1,35 @@
 // Helper of the end-to-end test of the window: writes test tones and a session file, and asks
 // a window to close the way a window manager's close button does.
 //
-//   orvane_e2e_helper tone <file.wav> <seconds> <frequency>
+//   orvane_e2e_helper tone <file.wav> <seconds> <frequency> [peak amplitude, 0.3 by default]
 //   orvane_e2e_helper noise <file.wav> <seconds> pink|bright|dark <seed>
 //   orvane_e2e_helper session <file.bws> <presetId> <x> <y> <width> <height> <audio>...
 //   orvane_e2e_helper atoms
 //   orvane_e2e_helper close <window id>
+//   orvane_e2e_helper level <file.wav>
+//       prints "rms <dB> median <dB> plain <LUFS> seconds <s>" of the sounding part of a
+//       recording: from the first to the last sample above -80 dBFS, a quarter second trimmed
+//       at each end; median is that of the levels of its 100 ms blocks.
 
 #include "support/TestAudio.h"
 #include "targets/SessionFile.h"
 
 #include <X11/Xlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace
 {
 int usage()
 {
-    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|close ...\n");
+    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|atoms|close|level ...\n");
     return 2;
 }
 
@@ -34,9 +40,10 @@ juce::File absolute (const char* path)
 
 int writeTone (int argc, char** argv)
 {
-    if (argc != 5)
+    if (argc != 5 && argc != 6)
         return usage();
-    const auto signal = testaudio::sine (44100.0, 2, std::atof (argv[3]), std::atof (argv[4]), 0.3);
+    const double amplitude = argc == 6 ? std::atof (argv[5]) : 0.3;
+    const auto signal = testaudio::sine (44100.0, 2, std::atof (argv[3]), std::atof (argv[4]), amplitude);
     return testaudio::writeWav (absolute (argv[2]), signal) ? 0 : 1;
 }
 
@@ -127,6 +134,65 @@ int closeWindow (int argc, char** argv)
     XCloseDisplay (display);
     return sent != 0 ? 0 : 1;
 }
+int measureLevel (int argc, char** argv)
+{
+    if (argc != 3)
+        return usage();
+    juce::AudioFormatManager formats;
+    formats.registerBasicFormats();
+    std::unique_ptr<juce::AudioFormatReader> reader (formats.createReaderFor (absolute (argv[2])));
+    if (reader == nullptr || reader->numChannels < 1)
+    {
+        std::fprintf (stderr, "cannot read %s\n", argv[2]);
+        return 1;
+    }
+    const int channels = (int) reader->numChannels;
+    const int frames = (int) reader->lengthInSamples;
+    juce::AudioBuffer<float> samples (channels, frames);
+    reader->read (&samples, 0, frames, 0, true, true);
+
+    int first = frames, last = -1;
+    for (int c = 0; c < channels; ++c)
+        for (int i = 0; i < frames; ++i)
+            if (std::abs (samples.getSample (c, i)) > 1.0e-4f)
+            {
+                first = std::min (first, i);
+                last = std::max (last, i);
+            }
+    const int trim = (int) (reader->sampleRate / 4);
+    first += trim;
+    last -= trim;
+    if (last <= first)
+    {
+        std::printf ("rms -inf median -inf plain -inf seconds 0\n");
+        return 0;
+    }
+    double sum = 0.0;
+    for (int c = 0; c < channels; ++c)
+        for (int i = first; i <= last; ++i)
+            sum += (double) samples.getSample (c, i) * samples.getSample (c, i);
+    const double n = last - first + 1;
+
+    // The median of the levels of 100 ms blocks: a short dropout of a loaded machine doesn't
+    // move it.
+    const int blockLength = (int) (reader->sampleRate / 10);
+    std::vector<double> blockLevels;
+    for (int start = first; start + blockLength <= last; start += blockLength)
+    {
+        double blockSum = 0.0;
+        for (int c = 0; c < channels; ++c)
+            for (int i = start; i < start + blockLength; ++i)
+                blockSum += (double) samples.getSample (c, i) * samples.getSample (c, i);
+        blockLevels.push_back (10.0 * std::log10 (blockSum / ((double) blockLength * channels) + 1.0e-30));
+    }
+    std::sort (blockLevels.begin(), blockLevels.end());
+    const double median = blockLevels.empty() ? -HUGE_VAL : blockLevels[blockLevels.size() / 2];
+
+    // Unweighted loudness: the channels' powers summed, as the program's plain measure does.
+    std::printf ("rms %.3f median %.3f plain %.3f seconds %.3f\n", 10.0 * std::log10 (sum / (n * channels)), median,
+                 10.0 * std::log10 (sum / n) - 0.691, n / reader->sampleRate);
+    return 0;
+}
 } // namespace
 
 int main (int argc, char** argv)
@@ -144,5 +210,7 @@ int main (int argc, char** argv)
         return makeWindowManagerAtoms();
     if (command == "close")
         return closeWindow (argc, argv);
+    if (command == "level")
+        return measureLevel (argc, argv);
     return usage();
 }
