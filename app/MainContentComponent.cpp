@@ -77,6 +77,7 @@ MainContentComponent::MainContentComponent (Model& m, SettingsStore& s)
     eqPanel.setLookAndFeel (&scrollbarLook);
     addAndMakeVisible (eqPanel);
     eqPanel.trinityPanel.makePresetsWindow = [this] { return std::make_unique<PlaceholderEQPresetsWindow> (model); };
+    eqPanel.trinityPanel.presetsWindowHost = this;
     addAndMakeVisible (compareEQButton);
     addAndMakeVisible (hideEQButton);
     const float scale = juce::Desktop::getInstance().getDisplays().getPrimaryDisplay() != nullptr

@@ -217,7 +217,7 @@ void TrinityPanel::togglePresetsWindow (bool open)
         presetsWindow->removeComponentListener (this);
         presetsWindow.reset();
     }
-    auto* host = getTopLevelComponent();
+    auto* host = presetsWindowHost != nullptr ? presetsWindowHost : getTopLevelComponent();
     if (! open || isBusy() || ! makePresetsWindow || host == nullptr || host == this)
     {
         menuButton.setToggleState (false, juce::dontSendNotification);

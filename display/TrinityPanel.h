@@ -77,6 +77,8 @@ public:
     // ActionBroadcaster for this panel to hear of a chosen preset.
     std::function<std::unique_ptr<juce::Component>()> makePresetsWindow;
     std::unique_ptr<juce::Component> presetsWindow;
+    // Where the list's window stands, over everything else; the top-level component if null.
+    juce::Component* presetsWindowHost = nullptr;
     // Told of a new range, and of a change the track-name list must show.
     std::function<void (int)> onRangeChanged;
     std::function<void()> onTrackListChanged;

@@ -4,52 +4,23 @@
 # list, a track is selected by name, and the stereo, mid and side views are shown. Each step
 # is a screenshot in the output folder, checked by its pixels: every track's curve colour in
 # the plot, the centre line at half the plot's height, one curve only while a track is selected.
+# Last a reference file is chosen in the preset list's drop area and compared against.
 # Usage: eq_e2e.sh <orvane> <orvane_e2e_helper> <output folder>
 set -euo pipefail
-# shellcheck source=e2e/common.sh
-source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 
 app="$1"
 helper="$2"
 out="$3"
 
-for tool in Xvfb xdotool import; do
-    if ! command -v "$tool" >/dev/null 2>&1; then
-        echo "skipped: $tool is not installed"
-        exit 77
-    fi
-done
-
-mkdir -p "$out"
+# shellcheck source=e2e/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/e2e/common.sh"
 rm -f "$out"/eq_*.png "$out/stdout.txt" "$out/stderr.txt"
-work="$(mktemp -d)"
-xvfb_pid=""
-app_pid=""
-cleanup() {
-    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
-    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-fail() {
-    echo "FAILED: $*" >&2
-    [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
-    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
-    exit 1
-}
-
-start_virtual_display
-
-# Settings and everything else go to a home of the test's own.
-export HOME="$work/home"
-export XDG_CONFIG_HOME="$HOME/.config"
-mkdir -p "$XDG_CONFIG_HOME"
-export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+window_scenario
 
 "$helper" noise "$work/pink.wav" 4 pink 1 || fail "could not write the pink track"
 "$helper" noise "$work/bright.wav" 4 bright 2 || fail "could not write the bright track"
 "$helper" noise "$work/dark.wav" 4 dark 3 || fail "could not write the dark track"
+"$helper" noise "$work/reference.wav" 4 bright 4 || fail "could not write the reference"
 session="$work/eq review.bws"
 "$helper" session "$session" 4 0 0 1200 900 "$work/pink.wav" "$work/bright.wav" "$work/dark.wav" \
     || fail "could not write the session"
@@ -66,8 +37,9 @@ shot() { import -window "$window" "$out/$1" || fail "no screenshot $1"; }
 plot_x=296 plot_y=498 plot_w=884 plot_h=338
 
 # How many pixels of a colour the plot holds in a screenshot; and in one row of the plot.
-in_plot() { convert "$out/$1" -crop "${plot_w}x${plot_h}+${plot_x}+${plot_y}" +repage txt:- | grep -ci "#$2" || true; }
-in_row() { convert "$out/$1" -crop "${plot_w}x1+${plot_x}+$(( plot_y + $2 ))" +repage txt:- | grep -ci "#$3" || true; }
+count_colour() { convert "$1" -crop "$2" +repage -format %c histogram:info:- | grep -i "#$3 " | awk '{ n += $1 } END { print n + 0 }'; }
+in_plot() { count_colour "$out/$1" "${plot_w}x${plot_h}+${plot_x}+${plot_y}" "$2"; }
+in_row() { count_colour "$out/$1" "${plot_w}x1+${plot_x}+$(( plot_y + $2 ))" "$3"; }
 
 pink=4C58C8 bright=4CC7C8 dark=4CC84D centre=325463
 
@@ -106,8 +78,35 @@ for view in mid:1057 side:974 stereo:1140; do
 done
 cmp -s "$out/eq_mid.png" "$out/eq_side.png" && fail "the mid and side views are alike"
 
-close_and_wait "$window"
-grep -aq 'defaultEQPresetId="10"' "$XDG_CONFIG_HOME/BrenwickSound/orvane-settings.dat" \
-    || fail "the chosen EQ preset was not kept"
+# A reference chosen through the drop area's browse button (the toolkit's own file dialog
+# here): once analysed it is listed second, as REFERENCE TRACK, and chosen. The bright track
+# then lies near the centre line, its own kind of noise.
+click 269 480 0.8
+click 507 481 1
+dialog_title='^Select a Wave/MP3/AIFF/FLAC file to play'
+wait_for 10 xdotool search --name "$dialog_title" || fail "no file dialog"
+# The dialog stands centred on the window and lists the session's folder: bright, dark, home,
+# pink, then reference.wav, whose row a double click opens.
+sleep 1
+xdotool mousemove --window "$window" 397 382 click --repeat 2 --delay 80 1
+# Analysed, the drop area says so in three lines of text under its browse button.
+reference_done() {
+    shot eq_reference_wait.png
+    [ "$(count_colour "$out/eq_reference_wait.png" 490x46+262+512 E6E7FA)" -gt 150 ]
+}
+wait_for 60 reference_done || fail "the reference was not analysed (eq_reference_wait.png)"
+rm -f "$out/eq_reference_wait.png"
+sleep 0.5
+shot eq_reference_list.png
+click 358 614
+click 737 316
+park
+shot eq_reference.png
+[ "$(( $(in_row eq_reference.png 168 $bright) + $(in_row eq_reference.png 169 $bright) ))" -gt 500 ] \
+    || fail "the bright track does not lie along the 0 dB line against a bright reference"
 
-echo "EQ pane: open, preset, selection, stereo/mid/side all good; screenshots in $out"
+close_and_wait "$window"
+grep -aq 'defaultEQPresetId="62"' "$XDG_CONFIG_HOME/BrenwickSound/orvane-settings.dat" \
+    || fail "the reference preset was not the chosen EQ preset at the end"
+
+echo "EQ pane: open, preset, selection, stereo/mid/side, chosen reference all good; screenshots in $out"

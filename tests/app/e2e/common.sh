@@ -24,7 +24,57 @@ start_virtual_display() {
     "$helper" atoms || fail "could not prepare the display"
 }
 
-# Closes the window and waits for the program to end with status 0.
+# The frame of a window scenario, for a script that sets app, helper and out: skipped (77)
+# without Xvfb, xdotool or ImageMagick's import; a work folder removed at the end with the
+# program and the display; fail() with the status texts and the program's stderr; a display
+# and a home of the test's own.
+window_scenario() {
+    for tool in Xvfb xdotool import; do
+        if ! command -v "$tool" >/dev/null 2>&1; then
+            echo "skipped: $tool is not installed"
+            exit 77
+        fi
+    done
+    mkdir -p "$out"
+    work="$(mktemp -d)"
+    xvfb_pid=""
+    app_pid=""
+    cleanup() {
+        if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+        if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+        rm -rf "$work"
+    }
+    trap cleanup EXIT
+    fail() {
+        echo "FAILED: $*" >&2
+        [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
+        [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
+        exit 1
+    }
+    start_virtual_display
+    export HOME="$work/home"
+    export XDG_CONFIG_HOME="$HOME/.config"
+    mkdir -p "$XDG_CONFIG_HOME"
+    export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+}
+
+# Starts the program on a session and waits for its window, titled after the session, to
+# stand at the given size; sets app_pid and window.
+open_session() {
+    local session="$1" size="$2"
+    local title
+    title="^ORVANE - $(basename "$session" | sed 's/[.]/\\./g')\$"
+    (cd "$work" && exec "$app" "$session") >"$out/stdout.txt" 2>"$out/stderr.txt" &
+    app_pid=$!
+    wait_for 30 xdotool search --name "$title" || fail "no window titled 'ORVANE - $(basename "$session")'"
+    window="$(xdotool search --name "$title" | head -n 1)"
+    window_has_size() { xdotool getwindowgeometry "$window" | grep -q "Geometry: $size"; }
+    wait_for 10 window_has_size \
+        || fail "window size is $(xdotool getwindowgeometry "$window" | grep Geometry), not $size"
+}
+
+# Closes the window as a window manager would and waits for the program to end with status
+# 0 and no JUCE assertion.
 close_and_wait() {
     "$helper" close "$1" || fail "could not ask the window to close"
     for _ in $(seq 1 200); do
@@ -41,18 +91,4 @@ close_and_wait() {
     if grep -q "JUCE Assertion failure" "$out/stderr.txt"; then
         fail "a JUCE assertion fired"
     fi
-}
-
-# Starts the program on a session and waits for its window, titled after the session, to
-# stand at the given size; sets app_pid and window.
-open_session() {
-    local session="$1" size="$2"
-    local title="^ORVANE - $(basename "$session" | sed 's/[.]/\\./g')\$"
-    (cd "$work" && exec "$app" "$session") >"$out/stdout.txt" 2>"$out/stderr.txt" &
-    app_pid=$!
-    wait_for 30 xdotool search --name "$title" || fail "no window titled 'ORVANE - $(basename "$session")'"
-    window="$(xdotool search --name "$title" | head -n 1)"
-    window_has_size() { xdotool getwindowgeometry "$window" | grep -q "Geometry: $size"; }
-    wait_for 10 window_has_size \
-        || fail "window size is $(xdotool getwindowgeometry "$window" | grep Geometry), not $size"
 }

@@ -19,10 +19,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <string>
-#include <vector>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace
