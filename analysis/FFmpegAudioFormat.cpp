@@ -1,5 +1,7 @@
 #include "analysis/FFmpegAudioFormat.h"
 
+#include "analysis/AudioFileCheck.h"
+
 extern "C"
 {
 #include <libavcodec/avcodec.h>
@@ -11,6 +13,7 @@ extern "C"
 }
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -152,13 +155,19 @@ struct DemuxedAudio
     int sampleRate = 0;
     int numChannels = 0;
     int maxRawSamples = 0;
+    // The first packet that the demuxer or decoder found damaged, or -1.
+    int damagedPacket = -1;
+    // The length the container promises, where it states one (not guessed from the bit rate).
+    juce::int64 promisedLength = -1;
 };
 
 // Sends one packet (or, for null, the end of the stream) and hands every frame it yields to
-// onFrame. A decode error loses what is left of the packet and goes no further.
+// onFrame. A decode error loses what is left of the packet and goes no further; the result
+// is false when the decoder refused the packet or a frame of it.
 template <typename FrameFn>
-void decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame, FrameFn&& onFrame)
+bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame, FrameFn&& onFrame)
 {
+    bool ok = true;
     auto drain = [&]
     {
         for (int errors = 0;;)
@@ -168,6 +177,7 @@ void decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
                 return;
             if (r < 0)
             {
+                ok = false;
                 if (++errors > 16)
                     return;
                 continue;
@@ -177,13 +187,14 @@ void decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
         }
     };
 
-    const int sent = avcodec_send_packet (&decoder, packet);
+    int sent = avcodec_send_packet (&decoder, packet);
     drain();
     if (sent == AVERROR (EAGAIN))
     {
-        avcodec_send_packet (&decoder, packet);
+        sent = avcodec_send_packet (&decoder, packet);
         drain();
     }
+    return ok && (sent >= 0 || sent == AVERROR_EOF || sent == AVERROR (EAGAIN));
 }
 
 bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
@@ -238,6 +249,8 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
         return false;
     out.sampleRate = out.decoder->sample_rate;
     out.numChannels = out.decoder->ch_layout.nb_channels;
+    if (stream->duration > 0 && format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
+        out.promisedLength = av_rescale_q (stream->duration, stream->time_base, AVRational { 1, out.sampleRate });
 
     // Read every packet of the stream into memory, with the delay and padding records that
     // the demuxer attaches (for MP3 these come from the LAME/Xing tag).
@@ -260,6 +273,8 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
         if (r < 0)
         {
             // Damaged data: go on while the demuxer still moves, up to a point.
+            if (out.damagedPacket < 0)
+                out.damagedPacket = (int) out.packets.size();
             if (avio_feof (format->pb) || ++failures > 64)
                 break;
             continue;
@@ -321,7 +336,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             packet->size = entry.size;
             int samples = 0;
             uint32_t skip = 0, discard = 0;
-            decodeOnePacket (*out.decoder, entry.size > 0 ? packet.get() : nullptr, *frame, [&] (const AVFrame& f)
+            const bool decoded = decodeOnePacket (*out.decoder, entry.size > 0 ? packet.get() : nullptr, *frame, [&] (const AVFrame& f)
                              {
                                  samples += f.nb_samples;
                                  if (const auto* side = av_frame_get_side_data (&f, AV_FRAME_DATA_SKIP_SAMPLES);
@@ -332,6 +347,8 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
                                  }
                              });
             entry.rawSamples = samples;
+            if (! decoded && out.damagedPacket < 0)
+                out.damagedPacket = (int) i;
             // The demuxer's records, where it has any, stand in for the decoder's own.
             if (! demuxerTrims)
             {
@@ -364,7 +381,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     return out.length > 0;
 }
 
-class FFmpegReader final : public juce::AudioFormatReader
+class FFmpegReader final : public juce::AudioFormatReader, public audiofile::FaultReporting
 {
 public:
     FFmpegReader (juce::InputStream* in, DemuxedAudio&& demuxed)
@@ -377,6 +394,8 @@ public:
         lengthInSamples = audio.length;
 
         window.setSize (audio.numChannels, std::max (1, audio.maxRawSamples));
+        if (audio.damagedPacket >= 0)
+            damagedAt = startOf (audio.damagedPacket);
         packet.reset (av_packet_alloc());
         frame.reset (av_frame_alloc());
     }
@@ -384,6 +403,17 @@ public:
     ~FFmpegReader() override { av_channel_layout_uninit (&converterLayout); }
 
     bool isUsable() const { return packet != nullptr && frame != nullptr; }
+
+    std::optional<audiofile::Fault> fault() const override
+    {
+        if (const auto at = damagedAt.load(); at >= 0)
+            return audiofile::Fault { audiofile::Fault::Kind::damaged, at };
+        // Less than the container promises, beyond what delay and padding explain.
+        const auto slack = std::max<juce::int64> (audio.sampleRate / 2, audio.promisedLength / 100);
+        if (audio.promisedLength > lengthInSamples + slack)
+            return audiofile::Fault { audiofile::Fault::Kind::truncated, lengthInSamples, audio.promisedLength };
+        return {};
+    }
 
     bool readSamples (int* const* destChannels, int numDestChannels, int startOffsetInDestBuffer,
                       juce::int64 startSampleInFile, int numSamples) override
@@ -437,6 +467,11 @@ private:
     // Bytes behind a packet that its decode may draw on: MP3's bit reservoir reaches back up
     // to 511 bytes of main data, spread over however many frames hold them.
     static constexpr int reservoirBytes = 1024;
+
+    juce::int64 startOf (int packetIndex) const
+    {
+        return packetIndex < (int) audio.packets.size() ? audio.packets[(size_t) packetIndex].outStart : audio.length;
+    }
 
     int packetAt (juce::int64 pos) const
     {
@@ -496,11 +531,14 @@ private:
             window.clear (0, entry.rawSamples);
             windowPacket = -1;
         }
-        decodeOnePacket (*audio.decoder, toSend, *frame, [&] (const AVFrame& f)
-                         {
-                             if (keep)
-                                 written += place (f, written, entry.rawSamples);
-                         });
+        const bool decoded = decodeOnePacket (*audio.decoder, toSend, *frame, [&] (const AVFrame& f)
+                                              {
+                                                  if (keep)
+                                                      written += place (f, written, entry.rawSamples);
+                                              });
+        // Packets decoded only to warm the decoder up may miss their bit reservoir: not damage.
+        if (keep && ! decoded && (damagedAt < 0 || entry.outStart < damagedAt))
+            damagedAt = entry.outStart;
         packet->data = nullptr;
         packet->size = 0;
 
@@ -588,6 +626,7 @@ private:
     int converterFormat = -1;
     int converterRate = 0;
     juce::AudioBuffer<float> scratch;
+    std::atomic<juce::int64> damagedAt { -1 };
 };
 } // namespace
 

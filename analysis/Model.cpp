@@ -1,5 +1,6 @@
 #include "analysis/Model.h"
 
+#include "analysis/AudioFileCheck.h"
 #include "analysis/FFmpegAudioFormat.h"
 
 #include <chrono>
@@ -84,9 +85,12 @@ void Model::processAudioFile (Track request)
             return;
         }
 
-        auto* reader = audioFormatManager.createReaderFor (file);
-        if (reader == nullptr)
+        // Only a regular file at a rate the measures are made for; anything else is skipped in
+        // silence, as a file no format decodes.
+        auto opened = audiofile::open (file, audioFormatManager);
+        if (opened.reader == nullptr)
             return;
+        auto* reader = opened.reader.release();
 
         sendActionMessage (juce::String (loadStatusMessage) + "Loading " + Track::stemOf (path));
 

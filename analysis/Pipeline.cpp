@@ -26,13 +26,13 @@ int framesInBlock (int numSamples, juce::int64 positionAfterRead)
     return (int) std::max<juce::int64> (0, n);
 }
 
-std::unique_ptr<LUFSProcessor<3000>> makeLoudnessProcessor (double sampleRate)
+std::unique_ptr<LUFSProcessor<3000>> makeLoudnessProcessor (double sampleRate, unsigned measures)
 {
     auto processor = std::make_unique<LUFSProcessor<3000>>();
     processor->startCount = 0;
     processor->sampleRate = (double) (float) sampleRate;
     processor->peakLength = (int) (processor->sampleRate * 3.0);
-    processor->prepare();
+    processor->prepare (measures);
     return processor;
 }
 } // namespace
@@ -45,8 +45,8 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     auto& m = *model;
     m.multiFrequency.prepareBands (sampleRate);
     makeOnesVector (sampleRate);
-    m.loudnessProcessor = makeLoudnessProcessor (sampleRate);
-    m.plainLoudnessProcessor = makeLoudnessProcessor (sampleRate);
+    m.loudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::allMeasures);
+    m.plainLoudnessProcessor = makeLoudnessProcessor (sampleRate, LUFSProcessor<3000>::integratedMeasure);
     m.chooseTruePeakProcessors (sampleRate);
 
     const bool stereo = numChannels == 2;

@@ -39,7 +39,8 @@ Track::Track (Model* owner, juce::AudioFormatReader* reader, const juce::String&
     playbackLoudness.sampleRate = roundedRate;
     playbackLoudness.peakLength = (int) (roundedRate * 3.0);
     playbackLoudness.startCount = 0;
-    playbackLoudness.prepare();
+    // Playback reads only its short-term value.
+    playbackLoudness.prepare (LUFSProcessor<3000>::shortTermMeasure);
 }
 
 Track::~Track() = default;

@@ -9,8 +9,11 @@
 #include "targets/TrackJudgement.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 
 namespace orvane::cli
 {
@@ -36,7 +39,60 @@ Checker::Checker (const Options& o, Model& m, const ReportSettings& s, std::ostr
     model.addActionListener (this);
 }
 
-Checker::~Checker() { model.removeActionListener (this); }
+Checker::~Checker()
+{
+    model.removeActionListener (this);
+    if (scratch != juce::File())
+        scratch.deleteRecursively();
+}
+
+void Checker::checkOutput()
+{
+    if (outputProblem.isEmpty() && ! out.flush().good())
+        outputProblem = juce::String (std::strerror (errno != 0 ? errno : EIO));
+}
+
+juce::File Checker::fileFor (const juce::String& argument, size_t index)
+{
+    const auto here = juce::File::getCurrentWorkingDirectory();
+    for (const auto& [shown, raw] : options.undecodableNames)
+    {
+        if (shown != argument)
+            continue;
+        if (scratch == juce::File())
+        {
+            scratch = juce::File::getSpecialLocation (juce::File::tempDirectory)
+                          .getNonexistentChildFile ("orvane-check-names", {}, false);
+            scratch.createDirectory();
+        }
+        const auto folder = scratch.getChildFile (juce::String ((int) index));
+        folder.createDirectory();
+        const auto link = folder.getChildFile (argument.fromLastOccurrenceOf ("/", false, false));
+        const auto target = raw.front() == '/' ? raw : here.getFullPathName().toStdString() + "/" + raw;
+        if (::symlink (target.c_str(), link.getFullPathName().toRawUTF8()) != 0)
+            break;
+        return link;
+    }
+    return here.getChildFile (argument);
+}
+
+juce::String Checker::decodeProblem (const Track& track, juce::StringArray& warnings) const
+{
+    const auto* source = track.readerSource.get();
+    const auto* reader = source != nullptr ? dynamic_cast<const audiofile::CheckedReader*> (source->getAudioFormatReader())
+                                           : nullptr;
+    if (reader == nullptr)
+        return {};
+    if (const auto fault = reader->fault())
+        return faultProblem (*fault, reader->sampleRate);
+    if (const auto n = reader->nonFiniteSamples(); n > 0)
+        warnings.add (juce::String (n) + " sample" + (n == 1 ? " was" : "s were")
+                      + " not a finite number (NaN or infinite) and read as 0");
+    if (track.numChannels > 2)
+        warnings.add ("has " + juce::String (track.numChannels)
+                      + " channels: only mono and stereo are measured, so its loudness reads -inf");
+    return {};
+}
 
 void Checker::actionListenerCallback (const juce::String& message) { messages.push_back (message); }
 
@@ -123,7 +179,8 @@ Checker::Outcome Checker::load (const juce::File& file, int index)
     return outcome;
 }
 
-bool Checker::report (const juce::String& argument, const juce::File& file, Track& track)
+bool Checker::report (const juce::String& argument, const juce::File& file, Track& track,
+                      const juce::StringArray& warnings)
 {
     // As a strip does once the heat map is drawn and the feedback built: the scans also
     // settle the overall maxima and minimum that the readouts show.
@@ -131,16 +188,23 @@ bool Checker::report (const juce::String& argument, const juce::File& file, Trac
     judgement.flagged = problemscan::flaggedByKind (track, settings.preset, options.width);
     judgement.columnSeconds = problemscan::columnSeconds (track, options.width);
 
+    for (const auto& warning : warnings)
+        err << programName << ": " << argument.toStdString() << ": warning: " << warning.toStdString() << std::endl;
     if (options.json)
-        writeJsonReport (json, argument, track, judgement, settings);
+        writeJsonReport (json, argument, track, judgement, settings, warnings);
     else
         writeTextReport (out, argument, track, judgement, settings);
-    out.flush();
+    checkOutput();
     if (imagesFolder != juce::File() && ! writePicture (file, track, judgement))
         outputFailed = true;
 
     exportEntries.push_back (judgement.exportEntry);
-    sessionTracks.push_back ({ track.id, file.getFullPathName() });
+    // A session is UTF-8 text: a name that is not cannot be kept in it.
+    if (file.getFullPathName().startsWith (scratch.getFullPathName()) && scratch != juce::File())
+        err << programName << ": " << argument.toStdString()
+            << ": warning: left out of the session, as its name is not valid UTF-8" << std::endl;
+    else
+        sessionTracks.push_back ({ track.id, file.getFullPathName() });
     return judgement.feedback.anyOutOfRange;
 }
 
@@ -150,19 +214,71 @@ void Checker::fail (const juce::String& argument, const juce::String& problem)
     if (options.json)
     {
         writeJsonFailure (json, argument, problem);
-        out.flush();
+        checkOutput();
     }
+}
+
+namespace
+{
+juce::String systemReason (int error) { return juce::String (std::strerror (error != 0 ? error : EIO)); }
+
+// Writes the data into a file of that name that did not exist before: the name is claimed by
+// creating it exclusively (so two runs never share one), then the data is written beside it
+// and renamed over the claim. A taken name gives way to "name (2)", "name (3)" and so on.
+// Returns the reason for a failure, or an empty string; file becomes the name written.
+juce::String writeAsNewFile (juce::File& file, const juce::MemoryBlock& data)
+{
+    const auto stem = file.getFileNameWithoutExtension();
+    const auto extension = file.getFileExtension();
+    for (int n = 1; n < 1000; ++n)
+    {
+        const auto candidate = n == 1 ? file : file.getSiblingFile (stem + " (" + juce::String (n) + ")" + extension);
+        const int fd = ::open (candidate.getFullPathName().toRawUTF8(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0)
+            return systemReason (errno);
+        ::close (fd);
+        file = candidate;
+
+        juce::TemporaryFile temporary (file, juce::TemporaryFile::useHiddenFile);
+        juce::String reason;
+        {
+            juce::FileOutputStream stream (temporary.getFile());
+            if (! stream.openedOk())
+                reason = stream.getStatus().getErrorMessage();
+            else if (! stream.write (data.getData(), data.getSize()) || (stream.flush(), stream.getStatus().failed()))
+                reason = stream.getStatus().failed() ? stream.getStatus().getErrorMessage() : systemReason (errno);
+        }
+        if (reason.isEmpty() && temporary.getFile().getSize() != (juce::int64) data.getSize())
+            reason = "the disk took only part of it";
+        if (reason.isEmpty() && ! temporary.overwriteTargetFileWithTemporary())
+            reason = "it could not be moved into place";
+        if (reason.isNotEmpty())
+            file.deleteFile();
+        return reason;
+    }
+    return "every name up to " + stem + " (999)" + extension + " is taken";
+}
+} // namespace
+
+juce::File Checker::reportFile() const
+{
+    // A "/" in a preset's name ("AGCOM 219/09/CSP") would make a folder of part of the name.
+    const auto name = textexport::reportFileName (settings.preset.name.replaceCharacters ("/\\", "--"),
+                                                  juce::Time::getCurrentTime());
+    return juce::File::getCurrentWorkingDirectory().getChildFile (options.exportFolder).getChildFile (name);
 }
 
 bool Checker::writeExport()
 {
-    const auto folder = juce::File::getCurrentWorkingDirectory().getChildFile (options.exportFolder);
-    const auto result = textexport::writeReport (exportEntries, settings.reportType, settings.preset.name, folder,
-                                                 juce::Time::getCurrentTime());
-    const auto path = result.file.getFullPathName().toStdString();
-    if (! result.written)
+    auto file = reportFile();
+    const auto bytes = textexport::encodeUtf16 (textexport::buildReportText (exportEntries, settings.reportType));
+    const auto reason = writeAsNewFile (file, bytes);
+    const auto path = file.getFullPathName().toStdString();
+    if (reason.isNotEmpty())
     {
-        err << programName << ": " << path << ": the report could not be written" << std::endl;
+        err << programName << ": " << path << ": the report could not be written: " << reason.toStdString() << std::endl;
         return false;
     }
     err << programName << ": wrote " << path << std::endl;
@@ -173,19 +289,24 @@ bool Checker::writeSession()
 {
     const auto file = juce::File::getCurrentWorkingDirectory().getChildFile (options.sessionFile);
     const auto path = file.getFullPathName().toStdString();
-    if ((int) sessionTracks.size() > mostFilesPerSession)
+    if (sessionTracks.empty())
     {
-        err << programName << ": " << path << ": not written: the window opens at most " << mostFilesPerSession
-            << " files from a session, and " << sessionTracks.size() << " were usable" << std::endl;
+        err << programName << ": " << path << ": not written: no file was usable" << std::endl;
         return false;
     }
 
     eqpresets::ModelSessionEqPresets eqPresets (model);
     auto session = sessionmodel::capture (model, SessionWindowState(), &eqPresets);
     session.tracks = sessionTracks;
+    errno = 0;
     if (! sessionfile::write (file, session))
     {
-        err << programName << ": " << path << ": the session could not be written" << std::endl;
+        const auto folder = file.getParentDirectory().getFullPathName();
+        const auto reason = ::access (folder.toRawUTF8(), W_OK) != 0 ? "its folder cannot be written to ("
+                                                                            + systemReason (errno) + ")"
+                                                                      : systemReason (errno);
+        err << programName << ": " << path << ": the session could not be written: " << reason.toStdString()
+            << std::endl;
         return false;
     }
     err << programName << ": wrote " << path << std::endl;
@@ -241,11 +362,10 @@ int Checker::run()
 
     bool anyUnusable = options.imagesFolder.isNotEmpty() && ! prepareImagesFolder();
     bool anyOutOfRange = false;
-    const auto here = juce::File::getCurrentWorkingDirectory();
     for (size_t i = 0; i < options.files.size(); ++i)
     {
         const auto& argument = options.files[i];
-        const auto file = here.getChildFile (argument);
+        const auto file = fileFor (argument, i);
 
         Outcome outcome;
         outcome.problem = findProblem (file, model.audioFormatManager);
@@ -253,9 +373,20 @@ int Checker::run()
             outcome = load (file, (int) i);
         progress.clear();
 
+        juce::StringArray warnings;
         if (outcome.track != nullptr)
         {
-            anyOutOfRange = report (argument, file, *outcome.track) || anyOutOfRange;
+            outcome.problem = decodeProblem (*outcome.track, warnings);
+            if (outcome.problem.isNotEmpty())
+            {
+                model.removeTrack (outcome.track->id);
+                outcome.track = nullptr;
+            }
+        }
+
+        if (outcome.track != nullptr)
+        {
+            anyOutOfRange = report (argument, file, *outcome.track, warnings) || anyOutOfRange;
             model.removeTrack (outcome.track->id);
         }
         else
@@ -270,12 +401,17 @@ int Checker::run()
         json.endArray();
         out << '\n';
     }
-    out.flush();
+    checkOutput();
 
     if (options.exportFolder.isNotEmpty() && ! writeExport())
         anyUnusable = true;
     if (options.sessionFile.isNotEmpty() && ! writeSession())
         anyUnusable = true;
+    if (outputProblem.isNotEmpty())
+    {
+        err << programName << ": standard output: write error (" << outputProblem.toStdString() << ")" << std::endl;
+        anyUnusable = true;
+    }
 
     if (anyUnusable || outputFailed)
         return exitUnusableFile;
@@ -291,12 +427,30 @@ int usageError (std::ostream& err, const juce::String& message)
     return exitUsage;
 }
 
-// The folders that outputs go to must be there before any file is analysed.
+juce::String notWritable (const juce::File& folder)
+{
+    if (::access (folder.getFullPathName().toRawUTF8(), W_OK | X_OK) == 0)
+        return {};
+    return folder.getFullPathName() + " cannot be written to (" + systemReason (errno) + ")";
+}
+
+// Everything about the outputs that can be known before any file is analysed, so that a
+// long run does not end in a refusal.
 juce::String findOutputProblem (const Options& options)
 {
     const auto here = juce::File::getCurrentWorkingDirectory();
-    if (options.exportFolder.isNotEmpty() && ! here.getChildFile (options.exportFolder).isDirectory())
-        return "--export: no such folder: " + options.exportFolder;
+    if (options.exportFolder.isNotEmpty())
+    {
+        const auto folder = here.getChildFile (options.exportFolder);
+        if (folder.existsAsFile())
+            return "--export: " + options.exportFolder
+                   + " is a file; give the folder to write the report into (the report is named from the preset and "
+                     "the time)";
+        if (! folder.isDirectory())
+            return "--export: no such folder: " + options.exportFolder;
+        if (auto problem = notWritable (folder); problem.isNotEmpty())
+            return "--export: " + problem;
+    }
     if (options.sessionFile.isNotEmpty())
     {
         const auto session = here.getChildFile (options.sessionFile);
@@ -304,22 +458,46 @@ juce::String findOutputProblem (const Options& options)
             return "--save-session: " + options.sessionFile + " is a folder";
         if (! session.getParentDirectory().isDirectory())
             return "--save-session: no such folder: " + session.getParentDirectory().getFullPathName();
+        if (auto problem = notWritable (session.getParentDirectory()); problem.isNotEmpty())
+            return "--save-session: " + problem;
+        if ((int) options.files.size() > mostFilesPerSession)
+            return "--save-session: the window opens at most " + juce::String (mostFilesPerSession)
+                   + " files from a session, and " + juce::String ((int) options.files.size()) + " were given";
     }
     return {};
 }
+
+// Reports the exit status, unless writing to out failed on the way: then that is said, and 2.
+int finish (std::ostream& out, std::ostream& err, int status)
+{
+    errno = 0;
+    if (out.flush().good())
+        return status;
+    err << programName << ": standard output: write error (" << systemReason (errno).toStdString() << ")"
+        << std::endl;
+    return exitUnusableFile;
+}
 } // namespace
 
-int runCommandLine (const std::vector<juce::String>& arguments, std::ostream& out, std::ostream& err,
+int runCommandLine (const std::vector<std::string>& rawArguments, std::ostream& out, std::ostream& err,
                     bool errIsTerminal)
 {
-    const auto parsed = parseOptions (arguments);
+    // A name the shell gives as bytes that are not UTF-8 is shown with U+FFFD in their place,
+    // and the file is still found by its own bytes.
+    std::vector<juce::String> arguments;
+    for (const auto& raw : rawArguments)
+        arguments.push_back (juce::String::fromUTF8 (JsonWriter::validUtf8 (raw).c_str()));
+    auto parsed = parseOptions (arguments);
     if (! parsed.ok())
         return usageError (err, parsed.error);
+    for (size_t i = 0; i < rawArguments.size(); ++i)
+        if (arguments[i].toStdString() != rawArguments[i])
+            parsed.options.undecodableNames.emplace_back (arguments[i], rawArguments[i]);
     const auto& options = parsed.options;
     if (options.help)
     {
         out << helpText().toStdString();
-        return exitOk;
+        return finish (out, err, exitOk);
     }
 
     juce::MessageManager::getInstance();
@@ -341,7 +519,7 @@ int runCommandLine (const std::vector<juce::String>& arguments, std::ostream& ou
         }
         else
             writePresetList (out, model.presetGroups, model.defaultPresetId);
-        return exitOk;
+        return finish (out, err, exitOk);
     }
 
     // A preset named on the command line must exist; a remembered one falls back as in the window.
@@ -353,7 +531,13 @@ int runCommandLine (const std::vector<juce::String>& arguments, std::ostream& ou
         model.selectPresetById (*options.presetId);
     }
     else
+    {
+        if (findExactPreset (model.presetGroups, model.defaultPresetId) == nullptr)
+            err << programName << ": warning: the remembered preset id " << model.defaultPresetId
+                << " no longer exists; the preset with id " << model.getPresetForId (model.defaultPresetId)->presetId
+                << " is used, as in the window" << std::endl;
         model.currentPreset = model.getPresetForId (model.defaultPresetId);
+    }
 
     const auto outputProblem = findOutputProblem (options);
     if (outputProblem.isNotEmpty())
@@ -369,7 +553,9 @@ int runCommandLine (const std::vector<juce::String>& arguments, std::ostream& ou
             return usageError (err, "no EQ preset has the id " + juce::String (*options.eqPresetId));
         settings.eqPreset = *eqPreset;
     }
-    settings.reportType = options.reportType;
+    // The session keeps the EQ preset the window would show: the one named, or the remembered one.
+    model.selectEQPresetById (options.eqPresetId.value_or (model.defaultEQPresetId));
+    settings.reportType = options.reportType.value_or (model.textOutputType);
     settings.details = options.details;
     settings.points = options.points;
 

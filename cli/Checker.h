@@ -11,6 +11,7 @@
 #include <juce_events/juce_events.h>
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 class Model;
@@ -48,10 +49,20 @@ private:
     void drainMessages();
     bool queueIdle() const;
     // Judges and reports one track; true if it is out of range.
-    bool report (const juce::String& argument, const juce::File& file, Track& track);
+    bool report (const juce::String& argument, const juce::File& file, Track& track,
+                 const juce::StringArray& warnings);
     void fail (const juce::String& argument, const juce::String& problem);
+    // What the reader learnt while decoding: a fault refuses the file; the rest are warnings.
+    juce::String decodeProblem (const Track& track, juce::StringArray& warnings) const;
+    // The file an argument names: for a name that is not valid UTF-8, a link with a readable
+    // name in the scratch folder that points at it.
+    juce::File fileFor (const juce::String& argument, size_t index);
+    // Notes the first failed write to out.
+    void checkOutput();
     // False, with a line on err, if the file could not be written.
     bool writeExport();
+    // The report's path, its name made from the preset's name as the window makes it.
+    juce::File reportFile() const;
     bool writeSession();
     // With --images: makes the folder if it isn't there; false, with a line on err, if no
     // picture can be written into it.
@@ -71,14 +82,17 @@ private:
     // What the report file and the session are made of: the usable files in order.
     std::vector<textexport::Entry> exportEntries;
     std::vector<SessionTrack> sessionTracks;
+    juce::File scratch;
+    // Why writing to out failed, once it has.
+    juce::String outputProblem;
     // Where the pictures go, and their names so far; no folder when none are to be written.
     juce::File imagesFolder;
     PictureNames pictureNames;
     bool outputFailed = false;
 };
 
-// The whole program behind main(): parses the arguments (those after the program name),
-// prints help or runs the checker, and returns the exit status.
-int runCommandLine (const std::vector<juce::String>& arguments, std::ostream& out, std::ostream& err,
+// The whole program behind main(): parses the arguments (those after the program name, as
+// the bytes the shell gave), prints help or runs the checker, and returns the exit status.
+int runCommandLine (const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
                     bool errIsTerminal);
 } // namespace orvane::cli

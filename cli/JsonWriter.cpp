@@ -103,10 +103,18 @@ void JsonWriter::floatArray (const float* values, size_t count)
     endArray();
 }
 
+namespace
+{
+std::string notFinite (double v)
+{
+    return std::isnan (v) ? "\"NaN\"" : v > 0 ? "\"Infinity\"" : "\"-Infinity\"";
+}
+} // namespace
+
 std::string JsonWriter::number (float v)
 {
     if (! std::isfinite (v))
-        return "null";
+        return notFinite (v);
     char buffer[32];
     auto result = std::to_chars (buffer, buffer + sizeof (buffer), v);
     return std::string (buffer, result.ptr);
@@ -115,14 +123,48 @@ std::string JsonWriter::number (float v)
 std::string JsonWriter::number (double v)
 {
     if (! std::isfinite (v))
-        return "null";
+        return notFinite (v);
     char buffer[40];
     auto result = std::to_chars (buffer, buffer + sizeof (buffer), v);
     return std::string (buffer, result.ptr);
 }
 
-std::string JsonWriter::quoted (std::string_view text)
+std::string JsonWriter::validUtf8 (std::string_view text)
 {
+    std::string s;
+    s.reserve (text.size());
+    const auto* p = reinterpret_cast<const unsigned char*> (text.data());
+    const size_t n = text.size();
+    for (size_t i = 0; i < n;)
+    {
+        const unsigned c = p[i];
+        const int length = c < 0x80 ? 1 : (c >= 0xC2 && c <= 0xDF) ? 2 : (c >= 0xE0 && c <= 0xEF) ? 3 : (c >= 0xF0 && c <= 0xF4) ? 4 : 0;
+        bool good = length > 0 && i + (size_t) length <= n;
+        for (int k = 1; good && k < length; ++k)
+            good = (p[i + (size_t) k] & 0xC0) == 0x80;
+        // The second byte bounds what the first allows: no overlong forms, no surrogates, nothing past U+10FFFF.
+        if (good && length > 2)
+        {
+            const unsigned d = p[i + 1];
+            good = ! ((c == 0xE0 && d < 0xA0) || (c == 0xED && d > 0x9F) || (c == 0xF0 && d < 0x90) || (c == 0xF4 && d > 0x8F));
+        }
+        if (good)
+        {
+            s.append (text.substr (i, (size_t) length));
+            i += (size_t) length;
+        }
+        else
+        {
+            s += "\xEF\xBF\xBD";
+            ++i;
+        }
+    }
+    return s;
+}
+
+std::string JsonWriter::quoted (std::string_view raw)
+{
+    const std::string text = validUtf8 (raw);
     std::string s;
     s.reserve (text.size() + 2);
     s += '"';

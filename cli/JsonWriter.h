@@ -10,7 +10,9 @@ namespace orvane::cli
 {
 // A small streaming JSON writer. Objects break lines and indent; arrays of plain values
 // stay on one line, arrays of objects or arrays break lines. Numbers that JSON cannot
-// hold (infinities, NaN) are written as null, so the output always parses.
+// hold are written as the strings "Infinity", "-Infinity" and "NaN" (which JavaScript's
+// Number() and Python's float() read back), and text that is not valid UTF-8 has each bad
+// byte replaced by U+FFFD, so the output always parses and says what the value was.
 class JsonWriter
 {
 public:
@@ -37,11 +39,14 @@ public:
     void floatArray (const float* values, size_t count);
     void floatArray (const std::vector<float>& values) { floatArray (values.data(), values.size()); }
 
-    // Shortest text that reads back as the same number; "null" when not finite.
+    // Shortest text that reads back as the same number; the quoted names when not finite.
     static std::string number (float v);
     static std::string number (double v);
     // The quoted, escaped form of a UTF-8 string.
     static std::string quoted (std::string_view text);
+    // The text with every byte that is not part of a well-formed UTF-8 sequence (overlong
+    // forms, surrogates and code points past U+10FFFF included) replaced by U+FFFD.
+    static std::string validUtf8 (std::string_view text);
 
     // Depth of open containers; 0 once the document is complete.
     int depth() const { return (int) stack.size(); }

@@ -222,8 +222,9 @@ Judging:
 
 Output:
   --report-type N What the text holds for each file, as the window's setting
-                  "textOutputType": 0 readouts and feedback (the default), 1
-                  readouts only, 2 feedback only.
+                  "textOutputType": 0 readouts and feedback, 1 readouts only,
+                  2 feedback only. Without it, the setting the settings file
+                  stores (0 when there is none).
   --details       After each file's report text, a block that starts with the
                   line "-- Details --": the file as given, the preset, which
                   readings are out of range, the format, the unweighted
@@ -247,16 +248,21 @@ Output:
                   loudnessRange). Also "readoutText" and "feedbackText", and
                   for stereo files the balance and correlation extremes and
                   step counts ("balanceStepsBeyondLimit",
-                  "correlationStepsBelowLimit"; null when not stereo). A
-                  reading without a value, such as the loudness of silence, is
-                  written as null. "flaggedRanges" tells where the heat map
-                  of each single reading turns red: for "integrated",
+                  "correlationStepsBelowLimit"; null when not stereo), and
+                  "warnings", a list of what the file was measured despite
+                  (samples that were NaN or infinite, read as 0; more than
+                  two channels). A reading that is not a finite number, such
+                  as the loudness of silence, is the string "-Infinity",
+                  "Infinity" or "NaN". "flaggedRanges" tells where the heat
+                  map of each single reading turns red: for "integrated",
                   "shortTerm", "truePeak", "samplePeak", "balance",
                   "correlation", "dynamicRange" and "loudnessRange", a list
                   of {"start", "end"} in seconds; "columnSeconds" is the
                   time one column of the heat map stands for, which is how
                   closely the ranges are known. A file that could not be
-                  used gets an object with "file" and "error".
+                  used gets an object with "file" and "error". Text that is
+                  not valid UTF-8, as in some file names, has U+FFFD for each
+                  bad byte.
   --points        Also write the per-point and per-step sequences behind the
                   readings (about 2000 values each). Implies --json.
   --export DIR    Also write the text report of all usable files into the

@@ -46,7 +46,8 @@ struct Options
     std::optional<int> presetId;
     // --eq-preset: the EQ preset whose tonal balance each track is compared with.
     std::optional<int> eqPresetId;
-    int reportType = 0;
+    // --report-type; when absent, the "textOutputType" the settings file stores.
+    std::optional<int> reportType;
     int width = defaultScanWidth;
 
     SettingsSource settings = SettingsSource::user;
@@ -57,6 +58,9 @@ struct Options
     juce::String imagesFolder;   // --images: write a picture of each usable file into this folder
 
     std::vector<juce::String> files;
+    // Files named by bytes that are not valid UTF-8: the name shown (bad bytes as U+FFFD),
+    // as it stands in files, and the bytes that name the file on disk.
+    std::vector<std::pair<juce::String, std::string>> undecodableNames;
 };
 
 struct ParseResult

@@ -227,7 +227,8 @@ void writeFlaggedRanges (JsonWriter& json, const TrackJudgement& judgement)
 } // namespace
 
 void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& track,
-                      const TrackJudgement& judgement, const ReportSettings& settings)
+                      const TrackJudgement& judgement, const ReportSettings& settings,
+                      const juce::StringArray& warnings)
 {
     const auto& r = *track.currentReadings;
     const auto& preset = settings.preset;
@@ -242,6 +243,11 @@ void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& t
     json.value (track.numChannels);
     json.key ("numSamples");
     json.value (track.numSamples);
+    json.key ("warnings");
+    json.beginArray();
+    for (const auto& warning : warnings)
+        json.value (warning.toStdString());
+    json.endArray();
 
     json.key ("integratedLUFS");
     json.value (r.integratedLUFS);

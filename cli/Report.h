@@ -58,8 +58,10 @@ void writeTextReport (std::ostream& out, const juce::String& file, const Track& 
 
 // One object of the JSON output: the fields of Track and AllReadings by their names, plus
 // "file", the preset and every verdict. With points, the per-point and per-step sequences.
+// "warnings" lists what the file was measured despite (always there, often empty).
 void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& track,
-                      const TrackJudgement& judgement, const ReportSettings& settings);
+                      const TrackJudgement& judgement, const ReportSettings& settings,
+                      const juce::StringArray& warnings = {});
 
 // The object of a file that could not be used: "file" and "error".
 void writeJsonFailure (JsonWriter& json, const juce::String& file, const juce::String& reason);

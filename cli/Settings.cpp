@@ -1,5 +1,6 @@
 #include "cli/Settings.h"
 
+#include "analysis/AudioFileCheck.h"
 #include "analysis/Model.h"
 #include "targets/SettingsStore.h"
 
@@ -39,9 +40,17 @@ SettingsOutcome readSettings (Model& model, const Options& options)
     if (options.settings == SettingsSource::file)
     {
         source = juce::File::getCurrentWorkingDirectory().getChildFile (options.settingsFile);
-        if (! source.existsAsFile())
+        if (source.isDirectory())
         {
-            outcome.error = "no such settings file: " + options.settingsFile;
+            outcome.error = "--settings: " + options.settingsFile
+                            + " is a folder; give the settings file itself (orvane-settings.dat)";
+            return outcome;
+        }
+        // A pipe or a device would block the copy below, or never end.
+        if (const auto problem = audiofile::notARegularFile (source); problem.isNotEmpty())
+        {
+            outcome.error = "--settings: " + options.settingsFile + ": "
+                            + (problem == "no such file" ? juce::String ("no such settings file") : problem);
             return outcome;
         }
         if (! holdsSettings (source))

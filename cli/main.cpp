@@ -2,14 +2,16 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <csignal>
 #include <iostream>
 #include <unistd.h>
 
 int main (int argc, char* argv[])
 {
+    // A closed pipe on stdout is then a write error, told and given its exit status, not a
+    // silent death by signal.
+    std::signal (SIGPIPE, SIG_IGN);
     juce::ScopedJuceInitialiser_GUI juceRuntime;
-    std::vector<juce::String> arguments;
-    for (int i = 1; i < argc; ++i)
-        arguments.push_back (juce::String (juce::CharPointer_UTF8 (argv[i])));
+    std::vector<std::string> arguments (argv + 1, argv + argc);
     return orvane::cli::runCommandLine (arguments, std::cout, std::cerr, isatty (STDERR_FILENO) != 0);
 }

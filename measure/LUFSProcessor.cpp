@@ -232,7 +232,7 @@ LUFSProcessor<N>::LUFSProcessor()
 }
 
 template <int N>
-void LUFSProcessor<N>::prepare()
+void LUFSProcessor<N>::prepare (unsigned measures)
 {
     // A rate under 10 Hz would give hops of 0 and empty rings; the program never meets one,
     // but the processor stays usable with at least one sample in each.
@@ -246,13 +246,15 @@ void LUFSProcessor<N>::prepare()
     shortTermCount = peakCount = blockCount = integratedCount = startCount;
     shortTermWrite = blockWrite = powerWrite = peakWrite = 0;
 
-    peakRing = std::make_unique<float[]> ((std::size_t) peakLength);
-    shortTermRing = std::make_unique<float[]> ((std::size_t) shortTermLength);
+    auto ring = [measures] (unsigned measure, int length)
+    { return (measures & measure) != 0 ? std::make_unique<float[]> ((std::size_t) length) : nullptr; };
+    peakRing = ring (rollingPeakMeasure, peakLength);
+    shortTermRing = ring (shortTermMeasure, shortTermLength);
     shortTermHistory.reserve (3000);
     historyPowers.reserve (3000);
     sortedLevels.reserve (3000);
     sortedPowers.reserve (3000);
-    blockRing = std::make_unique<float[]> ((std::size_t) blockLength);
+    blockRing = ring (integratedMeasure, blockLength);
     std::fill (blockPowers, blockPowers + N, 0.0f);
 
     const auto shelf = kWeightingShelf (sampleRate);

@@ -18,8 +18,18 @@ public:
     LUFSProcessor();
     ~LUFSProcessor() override = default;
 
+    // Which measures a processor serves: each has a ring of its own, seconds long, so a
+    // processor that serves only some of them leaves the others' rings unmade.
+    enum Measures : unsigned
+    {
+        integratedMeasure = 1, // integratedStep (the 400 ms block ring)
+        shortTermMeasure = 2,  // shortTermStep and resetShortTermWindow (the 3 s ring)
+        rollingPeakMeasure = 4, // rollingPeakStep (the 3 s peak ring)
+        allMeasures = 7,
+    };
+
     // sampleRate and startCount are set first.
-    void prepare();
+    void prepare (unsigned measures = allMeasures);
 
     // Both channels through their two K-weighting stages, squared and summed.
     float kWeightedPower (float left, float right)

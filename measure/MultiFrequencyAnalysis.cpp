@@ -113,12 +113,12 @@ namespace
 constexpr float silentLevel = -70.0f;
 
 template <int N>
-std::unique_ptr<LUFSProcessor<N>> makeBandProcessor (double sampleRate)
+std::unique_ptr<LUFSProcessor<N>> makeBandProcessor (double sampleRate, unsigned measures)
 {
     auto p = std::make_unique<LUFSProcessor<N>>();
     p->sampleRate = (double) (float) sampleRate;
     p->startCount = 0;
-    p->prepare();
+    p->prepare (measures);
     return p;
 }
 } // namespace
@@ -134,9 +134,12 @@ void MultiFrequencyAnalysis::prepareBands (double sampleRate)
         filter.calculateCoefficients (sampleRate, (double) bandCentres[b], 1.0f);
         filter.initialiseState();
 
-        auto stereo = makeBandProcessor<180000> (sampleRate);
-        auto mid = makeBandProcessor<3000> (sampleRate);
-        auto side = makeBandProcessor<3000> (sampleRate);
+        // Only the first stereo processor doubles as the short-term meter of the first pass.
+        using Stereo = LUFSProcessor<180000>;
+        const unsigned bandMeasures = Stereo::integratedMeasure | (b == 0 ? Stereo::shortTermMeasure : 0u);
+        auto stereo = makeBandProcessor<180000> (sampleRate, bandMeasures);
+        auto mid = makeBandProcessor<3000> (sampleRate, Stereo::integratedMeasure);
+        auto side = makeBandProcessor<3000> (sampleRate, Stereo::integratedMeasure);
         stereoTyped[(size_t) b] = stereo.get();
         midTyped[(size_t) b] = mid.get();
         sideTyped[(size_t) b] = side.get();

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Fuzzes the readers of the settings file and the session file with libFuzzer under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# Fuzzes the readers of the settings file, the session file and audio files (every format a
+# track opens, through the checked reader) with libFuzzer under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
 #
 # Builds the targets of tests/fuzz with clang in a build folder of their own, then runs each
 # target for the given number of seconds, starting from the committed seed corpus
@@ -8,7 +9,7 @@
 # grows from run to run). A crash, a sanitizer report or a failed round-trip check stops the
 # run, leaves the input in <build>/artifacts/<name>/ and makes the script fail.
 #
-# Usage: scripts/fuzz.sh [seconds per target, default 10] [session|settings ...]
+# Usage: scripts/fuzz.sh [seconds per target, default 10] [session|settings|audio ...]
 #   ORVANE_FUZZ_BUILD_DIR  build folder (default: build-fuzz)
 #   ORVANE_FUZZ_ARGS       extra libFuzzer arguments, e.g. "-jobs=2 -workers=2"
 # Reproduce a finding: <build>/fuzz_<name>_reader <artifact file>
@@ -17,7 +18,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 seconds="${1:-10}"
 [ $# -gt 0 ] && shift
 names=("$@")
-[ ${#names[@]} -eq 0 ] && names=(session settings)
+[ ${#names[@]} -eq 0 ] && names=(session settings audio)
 build="${ORVANE_FUZZ_BUILD_DIR:-$root/build-fuzz}"
 
 command -v clang++ >/dev/null 2>&1 || { echo "fuzz.sh: clang++ is missing (scripts/deps.sh installs it)" >&2; exit 1; }

@@ -20,15 +20,7 @@ done
 
 mkdir -p "$out"
 rm -f "$out/screenshot.png" "$out/stdout.txt" "$out/stderr.txt"
-work="$(mktemp -d)"
-xvfb_pid=""
-app_pid=""
-cleanup() {
-    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
-    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-    rm -rf "$work"
-}
-trap cleanup EXIT
+make_scratch
 
 fail() {
     echo "FAILED: $*" >&2
@@ -38,12 +30,7 @@ fail() {
 }
 
 start_virtual_display
-
-# Settings and everything else go to a home of the test's own.
-export HOME="$work/home"
-export XDG_CONFIG_HOME="$HOME/.config"
-mkdir -p "$XDG_CONFIG_HOME"
-export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+use_private_home
 
 "$helper" tone "$work/first tone.wav" 3 440 || fail "could not write the first tone"
 "$helper" tone "$work/second.wav" 2.5 1000 || fail "could not write the second tone"

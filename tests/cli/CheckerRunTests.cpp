@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include "targets/SessionFile.h"
+
 #include <cmath>
+#include <limits>
 #include <regex>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using clitest::path;
 using clitest::runChecker;
@@ -128,7 +133,7 @@ TEST (CheckerRun, PointsAndSilenceStayValidJson)
     EXPECT_EQ ((int) tone["numSamples"], 48000 + 72000);
     const int points = tone["shortTermPoints"].size();
     ASSERT_TRUE ((points == 2000 || points == 2001) && tone["samplePeakPoints"].size() == points) << points;
-    EXPECT_TRUE (tone["samplePeakPoints"][0].isVoid()); // 20 log10 of 0
+    EXPECT_EQ (tone["samplePeakPoints"][0], "-Infinity"); // 20 log10 of 0
     for (auto* steps : { "balanceSteps", "correlationSmoothed", "dynamicRangeSteps" })
         EXPECT_EQ (tone[steps].size(), (int) tone["stepCount"]) << steps;
     // The overall figures are the extremes of what the heat-map scan looked at: a column's
@@ -137,7 +142,7 @@ TEST (CheckerRun, PointsAndSilenceStayValidJson)
     {
         double h = -1.0e9;
         for (int i = 0; i < points - 1; ++i)
-            h = tone[key][i].isVoid() ? h : std::max (h, (double) tone[key][i]);
+            h = tone[key][i].isString() ? h : std::max (h, (double) tone[key][i]);
         return h;
     };
     EXPECT_EQ ((double) tone["maxShortTermLUFS"], highest ("shortTermPoints"));
@@ -145,7 +150,7 @@ TEST (CheckerRun, PointsAndSilenceStayValidJson)
 
     const auto& silent = v[1];
     EXPECT_TRUE ((bool) silent["anyOutOfRange"] && (int) silent["numChannels"] == 1);
-    EXPECT_TRUE (silent["integratedLUFS"].isVoid() && silent["maxSamplePeakDb"].isVoid());
+    EXPECT_TRUE (silent["integratedLUFS"] == "-Infinity" && silent["maxSamplePeakDb"] == "-Infinity");
     EXPECT_TRUE (silent["balanceSteps"].size() == 0 && silent["dynamicRangeSteps"].size() > 0);
     // Off stereo the stereo figures are there, as null.
     for (auto* key : { "minBalanceSmoothed", "maxBalanceSmoothed", "balanceStepsBeyondLimit", "minCorrelationSmoothed",
@@ -153,4 +158,90 @@ TEST (CheckerRun, PointsAndSilenceStayValidJson)
         EXPECT_TRUE (silent.getDynamicObject()->hasProperty (key) && silent[key].isVoid()) << key;
     EXPECT_FALSE ((bool) silent["readoutsOutOfRange"]["stereo"]["enabled"]);
     EXPECT_TRUE (silent["readoutText"].toString().contains ("Integrated LUFS: -inf LUFS"));
+}
+
+TEST (CheckerRun, OddSamplesAndNamesAreMeasuredWithWarningsInValidJson)
+{
+    testaudio::TempFolder folder;
+    const auto clean = testaudio::sine (48000.0, 2, 3.0, 997.0, 0.1);
+    auto poisoned = clean;
+    for (int i = 0; i < 10; ++i)
+        poisoned.channels[0][(size_t) (20000 + 7 * i)] = std::numeric_limits<float>::quiet_NaN();
+    poisoned.channels[1][30000] = -std::numeric_limits<float>::infinity();
+    testaudio::writeWav (folder.file ("clean.wav"), clean, 32);
+    testaudio::writeWav (folder.file ("poisoned.wav"), poisoned, 32);
+    testaudio::writeWav (folder.file ("six.wav"), testaudio::sine (48000.0, 6, 1.5, 997.0, 0.1));
+    testaudio::writeWav (folder.file ("silence.wav"), testaudio::generate (44100.0, 2, 66150, [] (int, int) { return 0.0f; }));
+    // A name in Latin-1, as an old archive may hold: not UTF-8.
+    const std::string oddName = path (folder.path()) + "/caf\xe9 \xff.wav";
+    ASSERT_EQ (::link (path (folder.file ("clean.wav")).c_str(), oddName.c_str()), 0);
+
+    auto r = runChecker ({ "--json", path (folder.file ("clean.wav")), path (folder.file ("poisoned.wav")),
+                           path (folder.file ("six.wav")), path (folder.file ("silence.wav")), oddName });
+    EXPECT_LT (r.exitCode, 2) << r.err;
+    const auto v = clitest::parseJson (r.out);
+    ASSERT_EQ (v.size(), 5) << r.out;
+    // The NaN and infinite samples read as silence: the loudness is that of the clean file.
+    EXPECT_NEAR (clitest::number (v[1]["integratedLUFS"]), clitest::number (v[0]["integratedLUFS"]), 0.01);
+    EXPECT_EQ (v[0]["warnings"].size(), 0);
+    ASSERT_EQ (v[1]["warnings"].size(), 1);
+    EXPECT_TRUE (v[1]["warnings"][0].toString().startsWith ("11 samples were not a finite number")) << r.out;
+    EXPECT_TRUE (v[2]["warnings"][0].toString().contains ("only mono and stereo")) << r.out;
+    EXPECT_EQ (v[2]["integratedLUFS"].toString(), "-Infinity");
+    EXPECT_EQ (v[3]["maxSamplePeakDb"].toString(), "-Infinity");
+    EXPECT_EQ (v[3]["loudnessRange"].toString(), "Infinity");
+    // The odd name is found, measured like its twin, and shown with U+FFFD for each bad byte.
+    EXPECT_EQ (v[4]["file"].toString(), juce::String::fromUTF8 ((path (folder.path()) + "/caf\xef\xbf\xbd \xef\xbf\xbd.wav").c_str()));
+    EXPECT_EQ (v[4]["integratedLUFS"], v[0]["integratedLUFS"]);
+    for (auto* warning : { "poisoned.wav: warning: 11 samples", "six.wav: warning: has 6 channels" })
+        EXPECT_NE (r.err.find (warning), std::string::npos) << r.err;
+}
+
+TEST (CheckerRun, FilesItWritesAreNewWholeAndNamedSafely)
+{
+    testaudio::TempFolder folder, reports;
+    const auto sine = path (clitest::writeSine (folder, "sine.wav", -14.0, 1.5));
+
+    // Two runs in the same second: two reports, each whole, none appended to.
+    for (int run = 0; run < 2; ++run)
+        EXPECT_LT (runChecker ({ "--preset", "20", "--export", path (reports.path()), sine }).exitCode, 2);
+    const auto written = reports.path().findChildFiles (juce::File::findFiles, true, "*");
+    ASSERT_EQ (written.size(), 2) << "a preset name with / makes a file, not a folder";
+    for (const auto& file : written)
+    {
+        juce::MemoryBlock bytes;
+        file.loadFileAsData (bytes);
+        const auto text = juce::String (juce::CharPointer_UTF16 ((const juce::CharPointer_UTF16::CharType*) bytes.getData() + 1),
+                                        (size_t) bytes.getSize() / 2 - 1);
+        EXPECT_EQ (file.getParentDirectory(), reports.path());
+        EXPECT_TRUE (text.startsWith ("SINE") && ! text.containsChar (0xFEFF)) << file.getFullPathName();
+    }
+
+    // A session keeps the EQ preset asked for; none is written when no file was usable.
+    const auto session = folder.file ("s.bws");
+    EXPECT_LT (runChecker ({ "--eq-preset", "12", "--save-session", path (session), sine }).exitCode, 2);
+    const auto contents = sessionfile::readFile (session);
+    ASSERT_TRUE (contents.has_value());
+    EXPECT_EQ (contents->front().defaults.currentEQPresetID, 12);
+    auto none = runChecker ({ "--save-session", path (folder.file ("none.bws")), "absent.wav" });
+    EXPECT_TRUE (none.exitCode == 2 && ! folder.file ("none.bws").exists()) << none.err;
+    EXPECT_NE (none.err.find ("no file was usable"), std::string::npos) << none.err;
+
+    // Refusals that can be known at the start come before any analysis.
+    std::vector<std::string> many (51, sine);
+    many.insert (many.begin(), { "--save-session", path (folder.file ("many.bws")) });
+    const auto tooMany = runChecker (many);
+    EXPECT_TRUE (tooMany.exitCode == 3 && tooMany.out.empty()) << tooMany.err;
+    auto exportToFile = runChecker ({ "--export", sine, sine });
+    EXPECT_TRUE (exportToFile.exitCode == 3 && exportToFile.err.find ("is a file") != std::string::npos) << exportToFile.err;
+    auto settingsFolder = runChecker ({ "--settings", path (folder.path()), sine });
+    EXPECT_TRUE (settingsFolder.exitCode == 3 && settingsFolder.err.find ("is a folder") != std::string::npos);
+
+    // A full disk on stdout is told, and outweighs the readings.
+    const auto command = "HOME=" + path (folder.path()) + " " ORVANE_CHECK_BINARY " " + sine + " >/dev/full 2>"
+                         + path (folder.file ("err"));
+    const int status = std::system (command.c_str());
+    EXPECT_EQ (WEXITSTATUS (status), 2);
+    EXPECT_TRUE (folder.file ("err").loadFileAsString().contains ("standard output: write error (No space left on device)"))
+        << folder.file ("err").loadFileAsString();
 }

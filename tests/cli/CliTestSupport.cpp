@@ -1,5 +1,7 @@
 #include "CliTestSupport.h"
 
+#include "support/FfmpegTestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -145,8 +147,51 @@ std::vector<BadInput> makeBadInputs (const testaudio::TempFolder& folder)
     std::memcpy (std::search (bytes, bytes + data.getSize(), "data", "data" + 4) + 4, "\xf0\xff\xff\xff", 4);
     folder.file ("huge-claim.wav").replaceWithData (data.getData(), data.getSize());
 
+    // Files that are not stored files: a pipe would block its reader forever.
+    mkfifo (folder.file ("fifo.wav").getFullPathName().toRawUTF8(), 0644);
+    symlink ("loop-b.wav", folder.file ("loop-a.wav").getFullPathName().toRawUTF8());
+    symlink ("loop-a.wav", folder.file ("loop-b.wav").getFullPathName().toRawUTF8());
+
+    // A rate under what the measures are made for.
+    testaudio::writeWav (folder.file ("4000hz.wav"), testaudio::sine (4000.0, 1, 2.0, 440.0, 0.1));
+
+    // FLAC: a header alone that promises 200,000,000 frames, and a whole file cut to a tenth.
+    const auto flac = folder.file ("whole.flac");
+    {
+        juce::FlacAudioFormat format;
+        std::unique_ptr<juce::AudioFormatWriter> writer (format.createWriterFor (
+            new juce::FileOutputStream (flac), 48000.0, 2, 16, {}, 0));
+        const float* channels[] = { sine.channels[0].data(), sine.channels[1].data() };
+        writer->writeFromFloatArrays (channels, 2, sine.numFrames());
+    }
+    juce::MemoryBlock flacData;
+    flac.loadFileAsData (flacData);
+    auto* head = static_cast<uint8_t*> (flacData.getData());
+    head[4] |= 0x80;
+    const uint8_t promise[] = { 0x0B, 0xEB, 0xC2, 0x00 };
+    head[21] &= 0xF0;
+    std::memcpy (head + 22, promise, 4);
+    folder.file ("claim.flac").replaceWithData (head, 42);
+    folder.file ("cut.flac").replaceWithData (flacData.getData(), flacData.getSize() / 10);
+
     std::vector<BadInput> inputs;
+    // MP3 and Ogg Vorbis cut in half: the MP3's Xing tag and the Ogg's missing last page tell.
+    if (ffmpegtest::toolAvailable())
+    {
+        const auto longer = testaudio::sine (44100.0, 2, 4.0, 997.0, 0.1);
+        for (const auto& [name, codec] : { std::pair { "half.mp3", "libmp3lame" }, std::pair { "half.ogg", "libvorbis" } })
+        {
+            const auto file = folder.file (name);
+            ffmpegtest::encode (longer, file, { "-c:a", codec });
+            cutTo (file, file.getSize() / 2);
+            inputs.push_back ({ name, file, "truncated" });
+        }
+    }
+    inputs.push_back ({ "/proc file", juce::File ("/proc/self/status"), "/proc" });
+    inputs.push_back ({ "device", juce::File ("/dev/null"), "device" });
     for (const auto& [name, word] : std::initializer_list<std::pair<const char*, const char*>> {
+             { "fifo.wav", "named pipe" }, { "loop-a.wav", "symbolic link loop" }, { "4000hz.wav", "sample rate" },
+             { "claim.flac", "truncated" }, { "cut.flac", "truncated" },
              { "missing.wav", "no such file" }, { "folder.wav", "directory" }, { "notes.mp3", "decoded" },
              { "empty.wav", "empty" }, { "cut-header.wav", "decoded" }, { "cut16.wav", "truncated" },
              { "cut24.wav", "truncated" }, { "cut32.wav", "truncated" }, { "huge-claim.wav", "truncated" },

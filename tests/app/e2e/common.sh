@@ -24,8 +24,31 @@ start_virtual_display() {
     "$helper" atoms || fail "could not prepare the display"
 }
 
+
+# A scratch folder in $work, removed when the script ends, after the program ($app_pid) and the
+# display ($xvfb_pid) if they still run.
+make_scratch() {
+    work="$(mktemp -d)"
+    xvfb_pid=""
+    app_pid=""
+    trap end_scratch EXIT
+}
+end_scratch() {
+    if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
+    if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
+    rm -rf "$work"
+}
+
+# Settings and everything else go to a home of the test's own; status texts to a file.
+use_private_home() {
+    export HOME="$work/home"
+    export XDG_CONFIG_HOME="$HOME/.config"
+    mkdir -p "$XDG_CONFIG_HOME"
+    export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+}
+
 # The frame of a window scenario, for a script that sets app, helper and out: skipped (77)
-# without Xvfb, xdotool or ImageMagick's import; a work folder removed at the end with the
+# without Xvfb, xdotool or ImageMagick's import; a scratch folder removed at the end with the
 # program and the display; fail() with the status texts and the program's stderr; a display
 # and a home of the test's own.
 window_scenario() {
@@ -36,15 +59,7 @@ window_scenario() {
         fi
     done
     mkdir -p "$out"
-    work="$(mktemp -d)"
-    xvfb_pid=""
-    app_pid=""
-    cleanup() {
-        if [ -n "$app_pid" ] && kill -0 "$app_pid" 2>/dev/null; then kill "$app_pid" 2>/dev/null || true; fi
-        if [ -n "$xvfb_pid" ] && kill -0 "$xvfb_pid" 2>/dev/null; then kill "$xvfb_pid" 2>/dev/null || true; fi
-        rm -rf "$work"
-    }
-    trap cleanup EXIT
+    make_scratch
     fail() {
         echo "FAILED: $*" >&2
         [ -f "$work/status.txt" ] && { echo "--- status texts:" >&2; cat "$work/status.txt" >&2; }
@@ -52,10 +67,7 @@ window_scenario() {
         exit 1
     }
     start_virtual_display
-    export HOME="$work/home"
-    export XDG_CONFIG_HOME="$HOME/.config"
-    mkdir -p "$XDG_CONFIG_HOME"
-    export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+    use_private_home
 }
 
 # Starts the program on a session and waits for its window, titled after the session, to
