@@ -184,7 +184,9 @@ bool Checker::report (const juce::String& argument, const juce::File& file, Trac
 {
     // As a strip does once the heat map is drawn and the feedback built: the scans also
     // settle the overall maxima and minimum that the readouts show.
-    const auto judgement = judgeTrack (track, settings.preset, options.width);
+    auto judgement = judgeTrack (track, settings.preset, options.width);
+    judgement.flagged = problemscan::flaggedByKind (track, settings.preset, options.width);
+    judgement.columnSeconds = problemscan::columnSeconds (track, options.width);
 
     for (const auto& warning : warnings)
         err << programName << ": " << argument.toStdString() << ": warning: " << warning.toStdString() << std::endl;
@@ -193,6 +195,8 @@ bool Checker::report (const juce::String& argument, const juce::File& file, Trac
     else
         writeTextReport (out, argument, track, judgement, settings);
     checkOutput();
+    if (imagesFolder != juce::File() && ! writePicture (file, track, judgement))
+        outputFailed = true;
 
     exportEntries.push_back (judgement.exportEntry);
     // A session is UTF-8 text: a name that is not cannot be kept in it.
@@ -309,12 +313,54 @@ bool Checker::writeSession()
     return true;
 }
 
+bool Checker::prepareImagesFolder()
+{
+    const auto folder = juce::File::getCurrentWorkingDirectory().getChildFile (options.imagesFolder);
+    juce::String reason;
+    if (folder.exists() && ! folder.isDirectory())
+        reason = "it is not a folder";
+    else if (! folder.isDirectory() && folder.createDirectory().failed())
+        reason = "the folder could not be made";
+    else if (! folder.hasWriteAccess())
+        reason = "the folder is not writable";
+
+    if (reason.isNotEmpty())
+    {
+        err << programName << ": " << folder.getFullPathName().toStdString() << ": no pictures written: "
+            << reason.toStdString() << std::endl;
+        return false;
+    }
+    imagesFolder = folder;
+    return true;
+}
+
+bool Checker::writePicture (const juce::File& file, Track& track, const TrackJudgement& judgement)
+{
+    PictureSubject subject;
+    subject.title = file.getFileName();
+    subject.preset = settings.preset;
+    subject.presetLabel = settings.presetLabel;
+    subject.eqPreset = settings.eqPreset ? &*settings.eqPreset : model.getEQPresetForId (model.defaultEQPresetId);
+    subject.maxContrast = model.maxContrast;
+    subject.flagged = judgement.flagged;
+
+    const auto target = imagesFolder.getChildFile (pictureNames.nameFor (file));
+    const auto path = target.getFullPathName().toStdString();
+    if (! writePng (drawTrackPicture (track, subject, options.width), target))
+    {
+        err << programName << ": " << path << ": the picture could not be written" << std::endl;
+        return false;
+    }
+    err << programName << ": wrote " << path << std::endl;
+    return true;
+}
+
 int Checker::run()
 {
     if (options.json)
         json.beginArray();
 
-    bool anyUnusable = false;
+    bool anyUnusable = options.imagesFolder.isNotEmpty() && ! prepareImagesFolder();
     bool anyOutOfRange = false;
     for (size_t i = 0; i < options.files.size(); ++i)
     {
@@ -367,7 +413,7 @@ int Checker::run()
         anyUnusable = true;
     }
 
-    if (anyUnusable)
+    if (anyUnusable || outputFailed)
         return exitUnusableFile;
     return anyOutOfRange ? exitOutOfRange : exitOk;
 }

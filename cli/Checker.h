@@ -4,6 +4,7 @@
 #include "cli/Options.h"
 #include "cli/ProgressBar.h"
 #include "cli/Report.h"
+#include "cli/TrackPicture.h"
 #include "targets/SessionFile.h"
 #include "targets/TextExport.h"
 
@@ -63,6 +64,11 @@ private:
     // The report's path, its name made from the preset's name as the window makes it.
     juce::File reportFile() const;
     bool writeSession();
+    // With --images: makes the folder if it isn't there; false, with a line on err, if no
+    // picture can be written into it.
+    bool prepareImagesFolder();
+    // False, with a line on err, if the picture could not be written.
+    bool writePicture (const juce::File& file, Track& track, const TrackJudgement& judgement);
     void actionListenerCallback (const juce::String& message) override;
 
     const Options& options;
@@ -79,6 +85,10 @@ private:
     juce::File scratch;
     // Why writing to out failed, once it has.
     juce::String outputProblem;
+    // Where the pictures go, and their names so far; no folder when none are to be written.
+    juce::File imagesFolder;
+    PictureNames pictureNames;
+    bool outputFailed = false;
 };
 
 // The whole program behind main(): parses the arguments (those after the program name, as

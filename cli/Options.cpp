@@ -14,7 +14,7 @@ std::optional<int> wholeNumber (const juce::String& text)
 
 // The options that take a value, given as "--name VALUE" or "--name=VALUE".
 const char* const valueOptions[] = { "--preset", "--eq-preset", "--report-type", "--width", "--settings",
-                                     "--export", "--save-session" };
+                                     "--export", "--save-session", "--images" };
 
 bool takesValue (const juce::String& name)
 {
@@ -67,6 +67,12 @@ juce::String applyValue (Options& options, const juce::String& name, const juce:
         if (value.isEmpty())
             return "--export needs a folder";
         options.exportFolder = value;
+    }
+    else if (name == "--images")
+    {
+        if (value.isEmpty())
+            return "--images needs a folder";
+        options.imagesFolder = value;
     }
     else if (name == "--save-session")
     {
@@ -188,13 +194,15 @@ Judging:
                   (ids 0 to 59 by genre, 61 BALANCED MASTER): for each of the
                   14 bands, stereo, mid and side, the track's level less the
                   preset's once both are brought to the same integrated
-                  loudness, in dB (+ means the track is stronger there).
+                  loudness, in dB (+ means the track is stronger there),
+                  and draw the pictures of --images against it.
   --width PIXELS  The width of the heat map that is scanned for problems
                   (default 648: the waveform of a track in a window 1000
                   pixels wide, the window's starting and smallest size; a
                   window W pixels wide gives W - 352). Columns are judged one
                   by one, so the peak and loudness maxima, and the short-term
-                  verdict, can differ a little with the width.
+                  verdict, can differ a little with the width. Also the
+                  width of the pictures of --images.
   --list-presets  Print every preset, one line each, and exit: its id (*
                   marks the default), group and name, then its limits: PEAK
                   and TP, the sample- and true-peak limits before TP RANGE is
@@ -245,9 +253,16 @@ Output:
                   (samples that were NaN or infinite, read as 0; more than
                   two channels). A reading that is not a finite number, such
                   as the loudness of silence, is the string "-Infinity",
-                  "Infinity" or "NaN". A file that could not be used gets an
-                  object with "file" and "error". Text that is not valid
-                  UTF-8, as in some file names, has U+FFFD for each bad byte.
+                  "Infinity" or "NaN". "flaggedRanges" tells where the heat
+                  map of each single reading turns red: for "integrated",
+                  "shortTerm", "truePeak", "samplePeak", "balance",
+                  "correlation", "dynamicRange" and "loudnessRange", a list
+                  of {"start", "end"} in seconds; "columnSeconds" is the
+                  time one column of the heat map stands for, which is how
+                  closely the ranges are known. A file that could not be
+                  used gets an object with "file" and "error". Text that is
+                  not valid UTF-8, as in some file names, has U+FFFD for each
+                  bad byte.
   --points        Also write the per-point and per-step sequences behind the
                   readings (about 2000 values each). Implies --json.
   --export DIR    Also write the text report of all usable files into the
@@ -259,6 +274,16 @@ Output:
                   the order given) and the preset, which the window opens.
                   The window opens at most 50 files from a session, so more
                   than that are refused. Written files are named on stderr.
+  --images DIR    Also draw a PNG picture of each usable file into DIR (made
+                  if it isn't there), named after the file ("mix.wav.png";
+                  a name met again in the same run gets "-2", "-3"...): the
+                  waveform with its heat map as a track strip draws it for
+                  the preset, --width wide and twice a strip's height, the
+                  time axis in minutes:seconds, one row per reading that is
+                  out of range with its stretches, and under it the track's
+                  EQ curve against the EQ preset (--eq-preset, or the one
+                  the window last had selected) as the EQ pane draws it.
+                  Written files are named on stderr.
   --no-progress   Never draw the progress bar. The bar is drawn on stderr, and
                   only when stderr is a terminal.
   -h, --help      Show this text and exit.
@@ -273,7 +298,8 @@ Exit status:
   2   at least one file could not be used: missing, a folder, unreadable, not
       a decodable audio file, truncated, or shorter than one second (each such
       file gets one line on stderr; the other files are still analysed and
-      judged); or the report or session could not be written. This outweighs 1.
+      judged); or the report, the session or a picture could not be
+      written. This outweighs 1.
   3   the command line was wrong (unknown option, bad value, no files, a
       preset id that doesn't exist, a missing export folder)
 

@@ -27,6 +27,8 @@ enum class SettingsSource
 // the name and the readout buttons. A window W pixels wide gives W - 352.
 constexpr int defaultScanWidth = 648;
 constexpr int largestScanWidth = 100000;
+// A track strip, and with it its waveform, is 140 pixels high.
+constexpr int stripWaveformHeight = 140;
 
 // Values of --report-type: what the text report holds for each track.
 constexpr int lastReportType = 2;
@@ -53,6 +55,7 @@ struct Options
 
     juce::String exportFolder;   // --export: write the text report file into this folder
     juce::String sessionFile;    // --save-session: write a session of the usable files
+    juce::String imagesFolder;   // --images: write a picture of each usable file into this folder
 
     std::vector<juce::String> files;
     // Files named by bytes that are not valid UTF-8: the name shown (bad bytes as U+FFFD),

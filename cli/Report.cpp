@@ -196,6 +196,34 @@ void spreadFields (JsonWriter& json, const char* lowest, const char* highest, co
     json.key (count);
     spread ? json.value (spread->beyondLimit) : json.null();
 }
+
+// Seconds to the millisecond: finer than any column, and short to read.
+double milliseconds (double seconds) { return std::round (seconds * 1000.0) / 1000.0; }
+
+// "flaggedRanges": for each single reading, the stretches its heat map draws red.
+void writeFlaggedRanges (JsonWriter& json, const TrackJudgement& judgement)
+{
+    json.key ("columnSeconds");
+    json.value (std::round (judgement.columnSeconds * 1.0e6) / 1.0e6);
+    json.key ("flaggedRanges");
+    json.beginObject();
+    for (const auto& flagged : judgement.flagged)
+    {
+        json.key (flagged.kind.key);
+        json.beginArray();
+        for (const auto& range : flagged.times)
+        {
+            json.beginObject();
+            json.key ("start");
+            json.value (milliseconds (range.start));
+            json.key ("end");
+            json.value (milliseconds (range.end));
+            json.endObject();
+        }
+        json.endArray();
+    }
+    json.endObject();
+}
 } // namespace
 
 void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& track,
@@ -307,6 +335,9 @@ void writeJsonReport (JsonWriter& json, const juce::String& file, const Track& t
     json.endObject();
     verdictPair (json, "dynamics", "dynamicRange", "loudnessRange", f.dynamics);
     json.endObject();
+
+    if (! judgement.flagged.empty())
+        writeFlaggedRanges (json, judgement);
 
     json.key ("readoutText");
     json.value (judgement.exportEntry.readoutText.toStdString());

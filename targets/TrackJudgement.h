@@ -1,6 +1,7 @@
 #pragma once
 
 #include "targets/FeedbackBuilder.h"
+#include "targets/FlaggedRanges.h"
 #include "targets/TextExport.h"
 
 class Track;
@@ -20,6 +21,11 @@ struct TrackJudgement
     bool loudnessRangeOutOfRange = false;
 
     textexport::Entry exportEntry;
+
+    // Where each single reading is out of range, for those who ask (flaggedByKind at the
+    // judged width); empty otherwise.
+    std::vector<problemscan::FlaggedKind> flagged;
+    double columnSeconds = 0.0;
 
     // This track's part of a report of the given textOutputType, line ends as in the file.
     juce::String reportText (int textOutputType) const;

@@ -98,8 +98,10 @@ wait_for 60 reference_done || fail "the reference was not analysed (eq_reference
 rm -f "$out/eq_reference_wait.png"
 sleep 0.5
 shot eq_reference_list.png
-click 358 614
-click 737 316
+# The DEFAULT group, then its second preset, REFERENCE TRACK; then the window's close button.
+click 300 612
+click 600 650
+click 734 321
 park
 shot eq_reference.png
 [ "$(( $(in_row eq_reference.png 168 $bright) + $(in_row eq_reference.png 169 $bright) ))" -gt 500 ] \

@@ -1,5 +1,6 @@
 #include "analysis/Track.h"
 #include "support/SyntheticTrack.h"
+#include "targets/FlaggedRanges.h"
 #include "targets/ProblemScan.h"
 #include "targets/WaveformImage.h"
 
@@ -327,4 +328,71 @@ TEST (WaveformImage, ColumnsShowTheMeanOfTheirOverlappingStretch)
     waveformimage::renderWaveformImage (*empty, allRound(), 100, 20);
     EXPECT_FALSE (empty->imageReady);
     EXPECT_EQ (empty->waveformImage, nullptr);
+}
+
+TEST (FlaggedRanges, RunsOfRedColumnsPerReadingAndTheAudioTheyJudged)
+{
+    // 10 s over 100 columns: 100 points and 100 steps of 4800 frames, 0.1 s each. The peak test
+    // of column x looks at point x; the window tests of column x end at steps x and x + 1.
+    struct Case
+    {
+        const char* what;
+        bool loop, reference;
+        int category;
+        std::vector<int> outValues;  // of sample peak or of balance, by the category
+        std::vector<ColumnRun> runs;
+        std::vector<TimeRange> times;
+    };
+    std::vector<int> tenAndOne { 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 60 };
+    std::vector<int> forty;
+    for (int i = 40; i < 80; ++i)
+        forty.push_back (i);
+    const Case cases[] = {
+        { "peak, whole width", false, false, peakOnly, tenAndOne, { { 20, 29 }, { 60, 60 } }, { { 2.0, 3.0 }, { 6.0, 6.1 } } },
+        { "peak, first region 40..70, counted from its start", true, false, peakOnly, tenAndOne, { { 60, 69 } },
+          { { 2.0, 3.0 } } },
+        { "balance out from 4 s to 8 s: 30 in a row trip the windows", false, false, balanceOnly, forty,
+          { { 69, 80 } }, { { 3.9, 8.1 } } },
+        { "reference track", false, true, peakOnly, tenAndOne, {}, {} },
+        { "no problem anywhere", false, false, peakOnly, {}, {}, {} },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE (c.what);
+        auto t = cleanTrack();
+        t->sampleRate = 48000.0;
+        t->numSamples = 480000;
+        t->stepLength = 4800;
+        t->isReference = c.reference;
+        if (c.loop)
+        {
+            Loop region;
+            region.startPixel = 40;
+            region.endPixel = 70;
+            t->loops = { region };
+        }
+        auto& series = c.category == peakOnly ? t->wholeFileReadings.samplePeakPoints
+                                              : t->wholeFileReadings.balanceSmoothed;
+        for (int i : c.outValues)
+            series[(size_t) i] = 0.5f;
+        t->heatMapCategory = stereo;
+        scanForProblems (*t, allRound(), 100);
+
+        const auto kinds = flaggedByKind (*t, allRound(), 100);
+        ASSERT_EQ (kinds.size(), 8u);
+        EXPECT_EQ (t->heatMapCategory, stereo);
+        for (const auto& k : kinds)
+        {
+            const bool judged = k.kind.category == c.category;
+            ASSERT_EQ (k.columns.size(), judged ? c.runs.size() : 0u) << k.kind.key;
+            ASSERT_EQ (k.times.size(), k.columns.size());
+            for (size_t i = 0; i < k.columns.size(); ++i)
+            {
+                EXPECT_EQ (k.columns[i].first, c.runs[i].first) << k.kind.key;
+                EXPECT_EQ (k.columns[i].last, c.runs[i].last) << k.kind.key;
+                EXPECT_NEAR (k.times[i].start, c.times[i].start, 1e-9);
+                EXPECT_NEAR (k.times[i].end, c.times[i].end, 1e-9);
+            }
+        }
+    }
 }
