@@ -111,14 +111,14 @@ OrvaneSettingsWindow::OrvaneSettingsWindow (Model& m, SettingsStore& s, juce::Au
     for (size_t i = 0; i < fields.size(); ++i)
     {
         auto& field = fields[i];
-        const auto& spec = fieldSpecs[i];
-        addLabel (field.label, spec.text);
-        field.member = spec.member;
-        field.rangeMember = spec.rangeMember;
+        const auto& entry = fieldSpecs[i];
+        addLabel (field.label, entry.text);
+        field.member = entry.member;
+        field.rangeMember = entry.rangeMember;
         field.editor.setInputRestrictions (10, "0123456789.-+");
         field.editor.setJustification (juce::Justification::centredLeft);
         addAndMakeVisible (field.editor);
-        if (spec.rangeMember != nullptr)
+        if (entry.rangeMember != nullptr)
         {
             field.rangeBox = std::make_unique<juce::ComboBox>();
             field.rangeBox->setTextWhenNothingSelected ("Range...");

@@ -13,8 +13,8 @@ Trinity::Trinity (Model& m) : model (&m)
     const juce::Font font (juce::Font (bws::Resources::getTypeface (bws::Resources::FontRole::Book)).withHeight (11.0f));
     for (size_t i = 0; i < frequencyLabels.size(); ++i)
     {
-        const auto& spec = eqcurve::frequencyLabels()[i];
-        auto label = std::make_unique<juce::Label> (juce::String (spec.value), spec.text);
+        const auto& entry = eqcurve::frequencyLabels()[i];
+        auto label = std::make_unique<juce::Label> (juce::String (entry.value), entry.text);
         label->setFont (font);
         label->setColour (juce::Label::textColourId, juce::Colour (bws::Palette::text));
         label->setJustificationType (juce::Justification::centred);

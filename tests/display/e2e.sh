@@ -15,37 +15,9 @@ out="$4"
 # shellcheck source=../app/e2e/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../app/e2e/common.sh"
 
-for tool in Xvfb xdotool import; do
-    if ! command -v "$tool" >/dev/null 2>&1; then
-        echo "skipped: $tool is not installed"
-        exit 77
-    fi
-done
-
 mkdir -p "$out"
 rm -f "$out"/*.png "$out/stdout.txt" "$out/stderr.txt"
-work="$(mktemp -d)"
-xvfb_pid=""
-app_pid=""
-cleanup() {
-    for pid in "$app_pid" "$xvfb_pid"; do
-        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then kill "$pid" 2>/dev/null || true; fi
-    done
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-fail() {
-    echo "FAILED: $*" >&2
-    [ -f "$out/stderr.txt" ] && { echo "--- program stderr:" >&2; tail -n 40 "$out/stderr.txt" >&2; }
-    exit 1
-}
-
-start_virtual_display
-export HOME="$work/home"
-export XDG_CONFIG_HOME="$HOME/.config"
-mkdir -p "$XDG_CONFIG_HOME"
-export ORVANE_TEST_STATUS_FILE="$work/status.txt"
+window_scenario
 
 "$strips" bursts "$work/passes.wav" 6 0 || fail "could not write the passing file"
 "$strips" bursts "$work/peaks.wav" 6 1 || fail "could not write the failing file"
