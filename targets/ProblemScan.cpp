@@ -281,7 +281,10 @@ void scanForProblems (Track& track, const ThresholdPreset& preset, int width)
     {
         const float w = (float) width;
         track.pointsPerPixel = (float) track.waveformPoints.size() / w;
-        track.stepsPerPixel = (float) track.stepCount / w;
+        // The whole track's ratios, also while a span is shown: a span's steps have the file's
+        // length, so its columns count from its start at the file's rate. (stepCount holds the
+        // last analysis's count, a span's after a span.)
+        track.stepsPerPixel = (float) track.wholeFileReadings.dynamicRangeSteps.size() / w;
         track.rangePointsPerPixel = (float) track.wholeFileReadings.loudnessRangePoints.size() / w;
     }
     else

@@ -208,8 +208,10 @@ TEST (ScanForProblems, SetsRatiosJudgesAllReadingsAndKeepsFlags)
     second.endPixel = 99;
     looped->loops = { first, second };
     looped->wholeFileReadings.samplePeakPoints[60] = 2.0f;
+    looped->stepCount = 10;  // counted by the span's own analysis: the ratios stay the file's
     scanForProblems (*looped, allRound(), 100);
     EXPECT_FALSE (looped->hasProblems);
+    EXPECT_FLOAT_EQ (looped->stepsPerPixel, 1.0f);
     looped->wholeFileReadings.samplePeakPoints[5] = 2.0f;
     scanForProblems (*looped, allRound(), 100);
     EXPECT_TRUE (looped->hasProblems);
