@@ -265,9 +265,12 @@ int walkFrames (Walk& w)
                 if constexpr (layout == Layout::stereo)
                 {
                     const auto v = stereo::measureStep (leftSamples + i, rightSamples + i, n);
-                    r.balanceSteps.push_back (v.balance - 1.0f);
+                    {
+                        const std::lock_guard<std::mutex> guard (track.stereoStepsLock);
+                        r.balanceSteps.push_back (v.balance - 1.0f);
+                        r.correlationSteps.push_back (v.correlation - 1.0f);
+                    }
                     r.balanceSmoothed.push_back (stereo::pushAndSmooth (r.balanceRing, w.ringIndex, r.ringFilled, v.balance));
-                    r.correlationSteps.push_back (v.correlation - 1.0f);
                     r.correlationSmoothed.push_back (
                         stereo::pushAndSmooth (r.correlationRing, w.ringIndex, r.ringFilled, v.correlation));
                 }
@@ -348,7 +351,10 @@ int walkRange (Track& track, int startSample, int endSample, AllReadings& r, flo
 
     track.stepLength = std::min (stereo::stepLengthForRate (track.sampleRate), bucketLength);
 
-    r.clear();
+    {
+        const std::lock_guard<std::mutex> guard (track.stereoStepsLock);
+        r.clear();
+    }
 
     Walk w { track, m, r, track.leftChannel.get(), track.rightChannel.get(), startSample, endSample, bucketLength,
              progressBase,

@@ -45,6 +45,13 @@ Track::Track (Model* owner, juce::AudioFormatReader* reader, const juce::String&
 
 Track::~Track() = default;
 
+void Track::copyStereoSteps (const AllReadings& from, std::vector<float>& balance, std::vector<float>& correlation) const
+{
+    const std::lock_guard<std::mutex> guard (stereoStepsLock);
+    balance.assign (from.balanceSteps.begin(), from.balanceSteps.end());
+    correlation.assign (from.correlationSteps.begin(), from.correlationSteps.end());
+}
+
 juce::String Track::stemOf (const juce::String& path)
 {
     const int separator = juce::jmax (path.lastIndexOfChar ('\\'), path.lastIndexOfChar ('/'));

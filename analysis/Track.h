@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace juce { class Image; }
@@ -97,4 +98,10 @@ public:
     float rangePointsPerPixel = 0.0f;
     int stepCount = 0;
     std::vector<float> unusedSequence;
+
+    // The balance and correlation steps of a record as far as an analysis has written them: a
+    // strip draws them live while the analysis thread appends (and may move them in memory).
+    void copyStereoSteps (const AllReadings& from, std::vector<float>& balance, std::vector<float>& correlation) const;
+    // Held by the analysis while it clears or appends to those two sequences.
+    mutable std::mutex stereoStepsLock;
 };

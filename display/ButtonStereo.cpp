@@ -28,10 +28,10 @@ ButtonStereo::~ButtonStereo()
         label->removeMouseListener (this);
 }
 
-void ButtonStereo::setStereoReadings (const std::vector<float>& first, const std::vector<float>& second)
+void ButtonStereo::setStereoReadings (std::vector<float> first, std::vector<float> second)
 {
-    balance = first;
-    correlation = second;
+    balance = std::move (first);
+    correlation = std::move (second);
     repaint();
 }
 

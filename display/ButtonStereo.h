@@ -12,8 +12,8 @@ public:
     ButtonStereo();
     ~ButtonStereo() override;
 
-    // Copies the two series (balance, correlation) for paint.
-    void setStereoReadings (const std::vector<float>& first, const std::vector<float>& second);
+    // Takes the two series (balance, correlation) for paint.
+    void setStereoReadings (std::vector<float> first, std::vector<float> second);
 
     void paint (juce::Graphics&) override;
     void resized() override;

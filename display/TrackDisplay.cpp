@@ -145,6 +145,16 @@ void TrackDisplay::showReadings (const AllReadings& r)
     loudnessButton.setReadouts (r.integratedLUFS, r.maxShortTermLUFS, feedback::Feedback::loudnessDecimals);
     peakButton.setReadouts (r.maxTruePeakDb, r.maxSamplePeakDb, feedback::Feedback::peakDecimals);
     dynamicsButton.setReadouts (r.minDynamicRange, r.loudnessRange, feedback::Feedback::dynamicsDecimals);
+    showStereoSteps (r);
+}
+
+void TrackDisplay::showStereoSteps (const AllReadings& r)
+{
+    if (track->numChannels != 2)
+        return;
+    std::vector<float> balance, correlation;
+    track->copyStereoSteps (r, balance, correlation);
+    stereoButton.setStereoReadings (std::move (balance), std::move (correlation));
 }
 
 void TrackDisplay::timerCallback()
@@ -249,7 +259,7 @@ void TrackDisplay::buildFeedback()
     peakButton.setReadouts (f.truePeak, f.peakLevel, feedback::Feedback::peakDecimals);
     dynamicsButton.setReadouts (f.dynamicRange, f.loudnessRange, feedback::Feedback::dynamicsDecimals);
     if (track->numChannels == 2)
-        stereoButton.setStereoReadings (track->currentReadings->balanceSteps, track->currentReadings->correlationSteps);
+        showStereoSteps (*track->currentReadings);
     else
         stereoButton.setEnabled (false);
 

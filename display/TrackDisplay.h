@@ -84,6 +84,8 @@ private:
     void makeActive();
     void setFeedbackImages (bool red);
     void showReadings (const AllReadings& readings);
+    // The stereo readout's ticks, copied under the track's lock: an analysis may be appending.
+    void showStereoSteps (const AllReadings& readings);
     void refreshName();
     void readingsChanged();
 

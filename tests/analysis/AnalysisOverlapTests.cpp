@@ -152,7 +152,14 @@ TEST (AnalysisOverlap, SpansStartedWhileFilesLoadWaitAndMeasureAsAlone)
         auto span = std::async (std::launch::async, [&]
                                 { track->analyseRange (start, end, &track->loopReadings, 0.5f, [&] { ++finished; }); });
         while (span.wait_for (std::chrono::milliseconds (0)) != std::future_status::ready)
+        {
             juce::MessageManager::getInstance()->runDispatchLoopUntil (2);
+            // What a strip's timer does meanwhile: copy the stereo steps being written.
+            std::vector<float> balance, correlation;
+            track->copyStereoSteps (track->loopReadings, balance, correlation);
+            std::lock_guard<std::mutex> guard (busy.model.tracksLock);
+            busy.model.tracks.back()->copyStereoSteps (busy.model.tracks.back()->wholeFileReadings, balance, correlation);
+        }
         span.get();
         ++spans;
         expectSameIndependentReadings (alone->loopReadings, track->loopReadings);

@@ -119,6 +119,29 @@ TEST_F (TrackStrip, ModifierClickGoesToEveryStripAndMonoStripsSkipStereo)
     EXPECT_EQ (redColumns(), 0);
 }
 
+TEST_F (TrackStrip, ReadoutsAndStereoTicksFollowTheRunningAnalysis)
+{
+    // A load writes the whole file's record, a span's analysis (after the load) the span's.
+    for (bool span : { false, true })
+    {
+        SCOPED_TRACE (span ? "span" : "load");
+        auto& s = show (testtrack::cleanTrack());
+        auto& written = span ? track->loopReadings : track->wholeFileReadings;
+        track->analysisComplete = span;
+        track->loading = ! span;
+        track->analysing = true;
+        track->progress = 0.25f;
+        written.integratedLUFS = -20.5f;
+        written.balanceSteps = { -0.5f, 0.25f };
+        written.correlationSteps = { 0.75f };
+        s.timerCallback();
+        EXPECT_EQ (s.loudnessButton.firstValue.getText(), "-20.5");
+        EXPECT_EQ (s.stereoButton.balance, written.balanceSteps);
+        EXPECT_EQ (s.stereoButton.correlation, written.correlationSteps);
+        EXPECT_EQ (s.stereoButton.progress, 0.25f);
+    }
+}
+
 TEST_F (TrackStrip, BalanceCountsOnlyAfterThirtyStepsInARow)
 {
     // Steps 40 onwards of the balance hang far to one side for 29 or 30 steps.
