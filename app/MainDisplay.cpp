@@ -443,8 +443,7 @@ void MainDisplay::placeFeedback()
     if (strip == nullptr)
         return;
     // The window frames its strip and the text under it; the holder grows to take it.
-    feedbackWindow->setBounds (striplayout::feedbackX, strip->getY() - striplayout::feedbackAbove,
-                               strip->getWidth() + striplayout::feedbackExtraWidth, striplayout::feedbackHeight);
+    feedbackWindow->setBounds (striplayout::feedbackWindow (strip->getBounds()));
     feedbackWindow->toFront (false);
     if (trackHolder.getHeight() < strip->getY() + striplayout::feedbackHeight)
         trackHolder.setSize (trackHolder.getWidth(), strip->getY() + striplayout::feedbackHeight);

@@ -62,9 +62,12 @@ inline Rect durationLabel (int w, int h) { return { w - 100, h - 14, 100, 10 }; 
 inline Rect timeLabel (int x, int h) { return { x - 15, h - 16, 30, 16 }; }
 constexpr float waveformCorner = 10.0f;
 
-// The feedback window, placed on its strip in the track holder.
-constexpr int feedbackX = 8;
-constexpr int feedbackAbove = 4;
-constexpr int feedbackExtraWidth = 8;
+// The feedback window, placed on its strip in the track holder: 4 out from the strip at the
+// sides and the top, so that its frame (inset 5) runs along the strip's own edge. The strips
+// fill the holder from side to side, so the frame shows whole at both of them.
 constexpr int feedbackHeight = 660;
+inline Rect feedbackWindow (Rect strip)
+{
+    return { strip.getX() - 4, strip.getY() - 4, strip.getWidth() + 8, feedbackHeight };
+}
 } // namespace striplayout
