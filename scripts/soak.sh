@@ -2,7 +2,8 @@
 # The window under stress on a sanitizer build: builds the application and the end-to-end
 # helper with AddressSanitizer (LeakSanitizer included) into a build folder of their own, then
 # runs tests/app/soak.sh on them under Xvfb (50 files, deletions and a reset while loading, a
-# second session). Takes minutes: the first build compiles all of JUCE instrumented.
+# session saved and opened again); leak reports fail it unless tests/app/lsan.supp names them as
+# outside our code. Takes minutes: the first build compiles all of JUCE instrumented.
 # Usage: scripts/soak.sh      ORVANE_SOAK_BUILD_DIR: build folder (default: build-asan)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"

@@ -32,7 +32,7 @@ namespace
 {
 int usage()
 {
-    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|atoms|close|count|level ...\n");
+    std::fprintf (stderr, "usage: orvane_e2e_helper tone|session|tracks|atoms|close|count|level ...\n");
     return 2;
 }
 
@@ -98,6 +98,20 @@ int writeSession (int argc, char** argv)
     for (int i = 8; i < argc; ++i)
         session.tracks.push_back ({ (juce::int64) i, absolute (argv[i]).getFullPathName() });
     return sessionfile::write (absolute (argv[2]), session) ? 0 : 1;
+}
+
+// Prints the files a session lists, one a line, in order; fails on a file that isn't a session.
+int printSessionTracks (int argc, char** argv)
+{
+    if (argc != 3)
+        return usage();
+    const auto contents = sessionfile::readFile (absolute (argv[2]));
+    if (! contents.has_value())
+        return 1;
+    for (const auto& part : *contents)
+        for (const auto& path : part.filePaths)
+            std::printf ("%s\n", path.toRawUTF8());
+    return 0;
 }
 
 // A bare X server without a window manager has no WM_PROTOCOLS atoms, and a program that
@@ -233,6 +247,8 @@ int main (int argc, char** argv)
         return writeNoise (argc, argv);
     if (command == "session")
         return writeSession (argc, argv);
+    if (command == "tracks")
+        return printSessionTracks (argc, argv);
     if (command == "atoms")
         return makeWindowManagerAtoms();
     if (command == "close")
