@@ -484,7 +484,8 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     }
     supply.close();
 
-    // Second pass: the blocks within 1.5 dB of the loudest are read again for the bands.
+    // Second pass: the blocks within 1.5 dB of the loudest are taken again for the bands,
+    // from memory: every reader gives at a position just what it gave there in order.
     const auto& levels = m.multiFrequency.blockLevels;
     if (! levels.empty())
     {
@@ -503,10 +504,9 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
             }
             if (loudest - levels[(size_t) j] < bandGate)
             {
-                readerSource->setNextReadPosition ((juce::int64) readBlock * j);
-                readerSource->getNextAudioBlock (block);
-                const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
-                m.multiFrequency.analyseBlock (channel0, stereo ? channel1 : nullptr, n);
+                const int start = readBlock * j;
+                const int n = framesInBlock (numSamples, (juce::int64) start + readBlock);
+                m.multiFrequency.analyseBlock (left + start, stereo ? right + start : nullptr, n);
             }
             progress = ((float) j / (float) count) * 4.0f / 10.0f + 0.1f;
         }

@@ -219,6 +219,26 @@ void ZeroedFloatsDeleter::operator() (float* p) const
         std::free (p);
 }
 
+void* allocateProcessor (std::size_t bytes)
+{
+    if (bytes < mappedRingBytes)
+        return ::operator new (bytes);
+    void* p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED)
+        throw std::bad_alloc();
+    return p;
+}
+
+void releaseProcessor (void* p, std::size_t bytes)
+{
+    if (p == nullptr)
+        return;
+    if (bytes < mappedRingBytes)
+        ::operator delete (p);
+    else
+        munmap (p, bytes);
+}
+
 ZeroedFloats makeZeroedFloats (std::size_t count)
 {
     const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
@@ -346,7 +366,13 @@ LUFSProcessor<N>::LUFSProcessor()
       integratedValue (minusInfinity),
       rangeValue (plusInfinity)
 {
-    std::fill (blockPowers, blockPowers + N, 0.0f);
+}
+
+template <int N>
+void LUFSProcessor<N>::materialiseBlockPowers()
+{
+    std::fill (blockPowers + blockPowersFilled, blockPowers + N, blockPowersFill);
+    blockPowersFilled = N;
 }
 
 template <int N>
@@ -375,7 +401,8 @@ void LUFSProcessor<N>::prepare (unsigned measures)
     blockRing = ring (integratedMeasure, blockLength);
     shortTermPrefix.forget();
     blockPrefix.forget();
-    std::fill (blockPowers, blockPowers + N, 0.0f);
+    blockPowersFilled = 0;
+    blockPowersFill = 0.0f;
 
     const auto shelf = kWeightingShelf (sampleRate);
     const auto highPass = kWeightingHighPass (sampleRate);
@@ -405,6 +432,11 @@ void LUFSProcessor<N>::formBlock()
 template <int N>
 void LUFSProcessor<N>::storeBlock (float sum)
 {
+    if (powerWrite >= blockPowersFilled)
+    {
+        std::fill (blockPowers + blockPowersFilled, blockPowers + powerWrite, blockPowersFill);
+        blockPowersFilled = powerWrite + 1;
+    }
     blockPowers[powerWrite] = sum / (float) blockLength;
     if (++powerWrite == capacity)
         powerWrite = 0;
@@ -414,8 +446,12 @@ void LUFSProcessor<N>::storeBlock (float sum)
 template <int N>
 void LUFSProcessor<N>::gatingPass()
 {
-    // Absolute gate: blocks strictly above -70.
-    const int passing = partitionAbove (blockPowers, N, absoluteGatePower());
+    // Absolute gate: blocks strictly above -70. The unwritten back of the bag fails it as a
+    // whole, so the partition of the front is the partition of the bag; a fill that would
+    // pass is written out first.
+    if (blockPowersFill > absoluteGatePower())
+        materialiseBlockPowers();
+    const int passing = partitionAbove (blockPowers, blockPowersFilled, absoluteGatePower());
     if (passing == 0)
         return;
 
@@ -454,7 +490,8 @@ void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
     if (blockRing != nullptr)
         std::fill (blockRing.get(), blockRing.get() + blockLength, fill);
     blockPrefix.forget();
-    std::fill (blockPowers, blockPowers + N, fill);
+    blockPowersFilled = 0;
+    blockPowersFill = fill;
 
     integratedValue = keepLevel ? level : minusInfinity;
     blockWrite = 0;

@@ -17,6 +17,8 @@ struct ZeroedFloatsDeleter
 };
 using ZeroedFloats = std::unique_ptr<float[], ZeroedFloatsDeleter>;
 ZeroedFloats makeZeroedFloats (std::size_t count);
+void* allocateProcessor (std::size_t bytes);
+void releaseProcessor (void* p, std::size_t bytes);
 
 // A ring's sum is taken in index order, so the sum of its first `end` entries stays good
 // while none of them is written: each renewal goes on from where the entries changed since
@@ -41,6 +43,11 @@ class LUFSProcessor final : public ILUFSProcessor
 public:
     LUFSProcessor();
     ~LUFSProcessor() override = default;
+
+    // A processor with a long bag comes from the kernel's zero pages, so that the part of the
+    // bag no block has reached yet never becomes resident.
+    static void* operator new (std::size_t bytes) { return allocateProcessor (bytes); }
+    static void operator delete (void* p, std::size_t bytes) { releaseProcessor (p, bytes); }
 
     // Which measures a processor serves: each has a ring of its own, seconds long, so a
     // processor that serves only some of them leaves the others' rings unmade.
@@ -170,8 +177,16 @@ public:
     ZeroedFloats shortTermRing;
     std::vector<float> shortTermHistory;
     ZeroedFloats blockRing;
+    // The bag of block powers. Entries from blockPowersFilled on hold blockPowersFill without
+    // being written: a reset fills the bag with a level under the gate, and an entry under
+    // the gate is never moved by a pass, so only the front that blocks reached is ever kept.
     float blockPowers[(std::size_t) N];
     int capacity = N;
+    int blockPowersFilled = 0;
+    float blockPowersFill = 0.0f;
+    float blockPower (int i) const { return i < blockPowersFilled ? blockPowers[i] : blockPowersFill; }
+    // Writes the fill into every entry not yet written; whoever writes the bag directly calls it first.
+    void materialiseBlockPowers();
 
     int startCount = 0;
     int shortTermCount = 0, peakCount = 0, blockCount = 0, integratedCount = 0;
