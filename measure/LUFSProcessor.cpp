@@ -261,18 +261,20 @@ ZeroedFloats makeZeroedFloats (std::size_t count)
 namespace
 {
 template <int K>
-void sumSideBySide (const float* const* arrays, int length, float* sums)
+void addSideBySide (const float* const* arrays, int from, int to, float* sums)
 {
-    float acc[static_cast<std::size_t> (K)] = {};
-    for (int i = 0; i < length; ++i)
+    float acc[static_cast<std::size_t> (K)];
+    for (int j = 0; j < K; ++j)
+        acc[j] = sums[j];
+    for (int i = from; i < to; ++i)
         for (int j = 0; j < K; ++j)
             acc[j] += arrays[j][i];
     for (int j = 0; j < K; ++j)
         sums[j] = acc[j];
 }
-} // namespace
 
-void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+// Adds arrays[j][from .. to) in index order onto sums[j], eight arrays at a time.
+void addInOrderSideBySide (const float* const* arrays, int count, int from, int to, float* sums)
 {
     for (int g = 0; g < count; g += 8)
     {
@@ -280,16 +282,51 @@ void sumInOrderSideBySide (const float* const* arrays, int count, int length, fl
         float* out = sums + g;
         switch (std::min (8, count - g))
         {
-            case 8: sumSideBySide<8> (a, length, out); break;
-            case 7: sumSideBySide<7> (a, length, out); break;
-            case 6: sumSideBySide<6> (a, length, out); break;
-            case 5: sumSideBySide<5> (a, length, out); break;
-            case 4: sumSideBySide<4> (a, length, out); break;
-            case 3: sumSideBySide<3> (a, length, out); break;
-            case 2: sumSideBySide<2> (a, length, out); break;
-            default: sumSideBySide<1> (a, length, out); break;
+            case 8: addSideBySide<8> (a, from, to, out); break;
+            case 7: addSideBySide<7> (a, from, to, out); break;
+            case 6: addSideBySide<6> (a, from, to, out); break;
+            case 5: addSideBySide<5> (a, from, to, out); break;
+            case 4: addSideBySide<4> (a, from, to, out); break;
+            case 3: addSideBySide<3> (a, from, to, out); break;
+            case 2: addSideBySide<2> (a, from, to, out); break;
+            default: addSideBySide<1> (a, from, to, out); break;
         }
     }
+}
+} // namespace
+
+void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+{
+    std::fill (sums, sums + count, 0.0f);
+    addInOrderSideBySide (arrays, count, 0, length, sums);
+}
+
+void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefixes, const int* marks, int count,
+                             int length, float* sums)
+{
+    if (count == 0)
+        return;
+    const int start = prefixes[0]->end, mark = marks[0];
+    bool together = true;
+    for (int j = 1; j < count; ++j)
+        together = together && prefixes[j]->end == start && marks[j] == mark;
+    if (! together)
+    {
+        for (int j = 0; j < count; ++j)
+            sums[j] = sumRingFrom (rings[j], length, *prefixes[j], marks[j]);
+        return;
+    }
+    for (int j = 0; j < count; ++j)
+        sums[j] = start > 0 ? prefixes[j]->sum : 0.0f;
+    int i = start;
+    if (mark >= start && mark <= length)
+    {
+        addInOrderSideBySide (rings, count, start, mark, sums);
+        for (int j = 0; j < count; ++j)
+            *prefixes[j] = RingPrefix { mark, sums[j] };
+        i = mark;
+    }
+    addInOrderSideBySide (rings, count, i, length, sums);
 }
 
 float loudnessOfPower (float power)

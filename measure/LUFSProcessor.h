@@ -84,6 +84,50 @@ public:
         return shortTermValue;
     }
 
+    // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
+    // shortTermStep leave; only the last renewal among them is summed, as the ones before
+    // it are overwritten unread.
+    template <typename PowerOf>
+    float shortTermRun (int n, PowerOf&& powerOf)
+    {
+        int last = -1;
+        for (int k = 0, count = shortTermCount; k < n; ++k, ++count)
+            if (count == shortTermHop + startCount)
+            {
+                last = k;
+                count = startCount;
+            }
+        auto write = [&] (int from, int to)
+        {
+            float* ring = shortTermRing.get();
+            for (int k = from; k < to; ++k)
+            {
+                shortTermPrefix.touch (shortTermWrite);
+                ring[shortTermWrite] = powerOf (k);
+                if (++shortTermWrite == shortTermLength)
+                    shortTermWrite = 0;
+            }
+        };
+        if (last >= 0)
+        {
+            write (0, last);
+            shortTermPrefix.touch (shortTermWrite);
+            shortTermRing.get()[shortTermWrite] = powerOf (last);
+            renewShortTerm (nullptr);
+            if (++shortTermWrite == shortTermLength)
+                shortTermWrite = 0;
+            shortTermCount = startCount + 1;
+            write (last + 1, n);
+            shortTermCount += n - last - 1;
+        }
+        else
+        {
+            write (0, n);
+            shortTermCount += n;
+        }
+        return shortTermValue;
+    }
+
     float integratedStep (float power) override
     {
         if (beginIntegratedEvent (power))
@@ -241,6 +285,12 @@ private:
 // The sums of count float arrays of one length, each added in index order from 0 as a plain
 // loop does, eight at a time side by side so that the additions of one don't wait on the last.
 void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums);
+
+// The in-order sum of each ring[0 .. length) going on from its prefix, as a renewal takes it
+// (the prefix then ends at marks[j] when that lies ahead); side by side when all the prefixes
+// and marks are at one place, as those of processors stepped together are.
+void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefixes, const int* marks, int count,
+                             int length, float* sums);
 
 // The level of a power: 10 log10(p) - 0.691, in float.
 float loudnessOfPower (float power);

@@ -185,17 +185,9 @@ void MultiFrequencyAnalysis::meterBlock (const float* left, const float* right, 
     }
 
     using Meter = LUFSProcessor<180000>;
-    float level = 0.0f;
-    if (right != nullptr)
-    {
-        for (int i = 0; i < n; ++i)
-            level = meter->Meter::shortTermStep (meter->Meter::plainPower (left[i], right[i]));
-    }
-    else
-    {
-        for (int i = 0; i < n; ++i)
-            level = meter->Meter::shortTermStep (left[i] * left[i]);
-    }
+    const float level = right != nullptr
+                            ? meter->shortTermRun (n, [=] (int i) { return meter->Meter::plainPower (left[i], right[i]); })
+                            : meter->shortTermRun (n, [=] (int i) { return left[i] * left[i]; });
     blockLevels.push_back (level);
 }
 
@@ -284,8 +276,10 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
 
         // Frame `done` is an event for at least one processor; the others take it plainly.
         const float* rings[count];
+        RingPrefix* prefixes[count];
         float sums[count] {};
         int blocks = 0;
+        int marks[count];
         bool due[count] {};
         auto begin = [&] (auto* p, int q, float power)
         {
@@ -296,7 +290,11 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             }
             due[q] = true;
             if (p->beginIntegratedEvent (power))
+            {
+                marks[blocks] = p->blockWrite + 1;
+                prefixes[blocks] = &p->blockPrefix;
                 rings[blocks++] = p->blockRing.get();
+            }
         };
         for (int b = 0; b < numBands; ++b)
         {
@@ -304,7 +302,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             begin (midTyped[(size_t) b], numBands + b, midPower (b, done));
             begin (sideTyped[(size_t) b], 2 * numBands + b, sidePower (b, done));
         }
-        sumInOrderSideBySide (rings, blocks, stereoTyped[0]->blockLength, sums);
+        sumRingsFromSideBySide (rings, prefixes, marks, blocks, stereoTyped[0]->blockLength, sums);
         int next = 0;
         auto finish = [&] (auto* p, int q)
         {
