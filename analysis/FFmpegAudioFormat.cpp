@@ -119,6 +119,9 @@ struct PacketEntry
 {
     size_t dataOffset = 0;
     int size = 0;
+    // Where the packet's bytes lie in the file, when they lie there whole; -1 when they are
+    // kept in memory at dataOffset.
+    juce::int64 filePos = -1;
     int rawSamples = 0; // what the decoder gives for it
     int skipFront = 0;  // leading samples dropped: encoder and decoder delay
     int kept = 0;       // samples that reach the output
@@ -159,7 +162,34 @@ struct DemuxedAudio
     int damagedPacket = -1;
     // The length the container promises, where it states one (not guessed from the bit rate).
     juce::int64 promisedLength = -1;
+
+    // A packet's bytes, with the zeroed tail decoders may read past the end: from memory, or
+    // read again from the file into scratch. Null when the file no longer gives them.
+    const uint8_t* bytesOf (const PacketEntry& entry, juce::InputStream& in, std::vector<uint8_t>& scratch) const
+    {
+        if (entry.filePos < 0)
+            return data.data() + entry.dataOffset;
+        scratch.assign ((size_t) entry.size + AV_INPUT_BUFFER_PADDING_SIZE, 0);
+        const auto here = in.getPosition();
+        const bool whole = in.setPosition (entry.filePos) && in.read (scratch.data(), entry.size) == entry.size;
+        in.setPosition (here);
+        return whole ? scratch.data() : nullptr;
+    }
 };
+
+// Whether the file holds a packet's bytes as they are at pos: MPEG audio packets are frames
+// cut out of the stream, so their bytes need not be kept twice.
+bool fileHoldsPacket (juce::InputStream& in, const AVPacket& packet, std::vector<uint8_t>& scratch)
+{
+    if (packet.pos < 0)
+        return false;
+    scratch.resize ((size_t) packet.size);
+    const auto here = in.getPosition();
+    const bool same = in.setPosition (packet.pos) && in.read (scratch.data(), packet.size) == packet.size
+                      && std::memcmp (scratch.data(), packet.data, (size_t) packet.size) == 0;
+    in.setPosition (here);
+    return same;
+}
 
 // Sends one packet (or, for null, the end of the stream) and hands every frame it yields to
 // onFrame. A decode error loses what is left of the packet and goes no further; the result
@@ -256,9 +286,11 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     // the demuxer attaches (for MP3 these come from the LAME/Xing tag).
     std::vector<uint32_t> skipRecords, discardRecords;
     bool demuxerTrims = false;
-    bool durationsKnown = isMpegAudio (out.params->codec_id);
-    if (const auto totalBytes = in.getTotalLength(); totalBytes > 0 && format->nb_streams == 1)
+    const bool framesFromFile = isMpegAudio (out.params->codec_id);
+    bool durationsKnown = framesFromFile;
+    if (const auto totalBytes = in.getTotalLength(); ! framesFromFile && totalBytes > 0 && format->nb_streams == 1)
         out.data.reserve ((size_t) totalBytes); // an audio file is nearly all packets
+    std::vector<uint8_t> scratch;
 
 
     std::unique_ptr<AVPacket, PacketDeleter> packet (av_packet_alloc());
@@ -286,7 +318,10 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             PacketEntry entry;
             entry.dataOffset = out.data.size();
             entry.size = packet->size;
-            out.data.insert (out.data.end(), packet->data, packet->data + packet->size);
+            if (framesFromFile && fileHoldsPacket (in, *packet, scratch))
+                entry.filePos = packet->pos;
+            else
+                out.data.insert (out.data.end(), packet->data, packet->data + packet->size);
 
             uint32_t skip = 0, discard = 0;
             size_t sideSize = 0;
@@ -321,7 +356,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     {
         if ((out.decoder->codec->capabilities & AV_CODEC_CAP_DELAY) != 0)
         {
-            out.packets.push_back ({ out.data.size(), 0, 0, 0, 0, 0 });
+            out.packets.push_back ({ out.data.size(), 0, -1, 0, 0, 0, 0 });
             skipRecords.push_back (0);
             discardRecords.push_back (0);
         }
@@ -332,11 +367,12 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
         for (size_t i = 0; i < out.packets.size(); ++i)
         {
             auto& entry = out.packets[i];
-            packet->data = out.data.data() + entry.dataOffset;
-            packet->size = entry.size;
+            packet->data = const_cast<uint8_t*> (out.bytesOf (entry, in, scratch));
+            packet->size = packet->data != nullptr ? entry.size : 0;
             int samples = 0;
             uint32_t skip = 0, discard = 0;
-            const bool decoded = decodeOnePacket (*out.decoder, entry.size > 0 ? packet.get() : nullptr, *frame, [&] (const AVFrame& f)
+            const bool missing = entry.size > 0 && packet->data == nullptr;
+            const bool decoded = ! missing && decodeOnePacket (*out.decoder, entry.size > 0 ? packet.get() : nullptr, *frame, [&] (const AVFrame& f)
                              {
                                  samples += f.nb_samples;
                                  if (const auto* side = av_frame_get_side_data (&f, AV_FRAME_DATA_SKIP_SAMPLES);
@@ -521,8 +557,8 @@ private:
     void decodePacket (int index, bool keep)
     {
         const auto& entry = audio.packets[(size_t) index];
-        packet->data = audio.data.data() + entry.dataOffset;
-        packet->size = entry.size;
+        packet->data = const_cast<uint8_t*> (audio.bytesOf (entry, *input, packetBytes));
+        packet->size = packet->data != nullptr ? entry.size : 0;
         const AVPacket* toSend = entry.size > 0 ? packet.get() : nullptr;
 
         int written = 0;
@@ -531,7 +567,9 @@ private:
             window.clear (0, entry.rawSamples);
             windowPacket = -1;
         }
-        const bool decoded = decodeOnePacket (*audio.decoder, toSend, *frame, [&] (const AVFrame& f)
+        // A packet the file no longer gives is a gap, and damage.
+        const bool missing = entry.size > 0 && packet->data == nullptr;
+        const bool decoded = ! missing && decodeOnePacket (*audio.decoder, toSend, *frame, [&] (const AVFrame& f)
                                               {
                                                   if (keep)
                                                       written += place (f, written, entry.rawSamples);
@@ -616,6 +654,7 @@ private:
     DemuxedAudio audio;
     std::unique_ptr<AVPacket, PacketDeleter> packet;
     std::unique_ptr<AVFrame, FrameDeleter> frame;
+    std::vector<uint8_t> packetBytes; // a packet read again from the file
 
     juce::AudioBuffer<float> window; // the decoded samples of packet windowPacket
     int windowPacket = -1;

@@ -144,6 +144,15 @@ struct Walk
     int rangeCounter = 0;
     int ringIndex = 0;
 
+    // Only the largest true-peak estimate of a bucket is kept, and none is larger than
+    // truePeakCeiling times the largest sample magnitude among the last truePeakTaps frames.
+    // So while no frame since lastLoud could beat what the bucket holds, the sums are left
+    // out. lastLoud starts on the frame before the walk (the history before it is unknown)
+    // and moves to a bucket's end, whose largest starts again from 0.
+    double truePeakCeiling = 0.0;
+    int truePeakTaps = 0;
+    int lastLoud = 0;
+
     // The value progress has after frame i.
     float progressAt (int i) const { return walkProgress (i, startSample, endSample, progressBase); }
 
@@ -241,16 +250,30 @@ int walkFrames (Walk& w)
             // The rolling peak is fed the record peak so far, not this frame's magnitude.
             const float P = loudness.rollingPeakStep (r.samplePeak);
 
-            float t;
+            if ((double) magnitude * w.truePeakCeiling > (double) w.bucketTruePeak)
+                w.lastLoud = i;
+            const bool quiet = i - w.lastLoud >= w.truePeakTaps;
+            float t = 0.0f;
             if constexpr (layout == Layout::stereo)
             {
-                float right = 0.0f;
-                w.stereoTruePeak (*m.leftTruePeak, *m.rightTruePeak, L, R, t, right);
-                t = std::max (t, right);
+                if (quiet)
+                {
+                    m.leftTruePeak->skip (L);
+                    m.rightTruePeak->skip (R);
+                }
+                else
+                {
+                    float right = 0.0f;
+                    w.stereoTruePeak (*m.leftTruePeak, *m.rightTruePeak, L, R, t, right);
+                    t = std::max (t, right);
+                }
             }
             else
             {
-                t = m.leftTruePeak->process (L);
+                if (quiet)
+                    m.leftTruePeak->skip (L);
+                else
+                    t = m.leftTruePeak->process (L);
             }
             r.truePeakLinear = std::max (r.truePeakLinear, t);
             w.bucketTruePeak = std::max (w.bucketTruePeak, t);
@@ -296,6 +319,7 @@ int walkFrames (Walk& w)
             w.bucketIntegrated = minusInfinity;
             w.bucketSamplePeak = 0.0f;
             w.bucketTruePeak = 0.0f;
+            w.lastLoud = i;
             w.bucketRange = plusInfinity;
             w.bucketCounter = 0;
         }
@@ -360,6 +384,14 @@ int walkRange (Track& track, int startSample, int endSample, AllReadings& r, flo
              progressBase,
              track.numChannels == 2 ? truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak) : nullptr,
              supply, walked };
+    w.truePeakCeiling = m.leftTruePeak->estimateCeiling();
+    w.truePeakTaps = m.leftTruePeak->tapCount();
+    if (track.numChannels == 2)
+    {
+        w.truePeakCeiling = std::max (w.truePeakCeiling, m.rightTruePeak->estimateCeiling());
+        w.truePeakTaps = std::max (w.truePeakTaps, m.rightTruePeak->tapCount());
+    }
+    w.lastLoud = startSample - 1;
     return track.isReference ? walkFrames<true> (w, track.numChannels) : walkFrames<false> (w, track.numChannels);
 }
 
@@ -490,7 +522,8 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     }
     supply.close();
 
-    // Second pass: the blocks within 1.5 dB of the loudest are read again for the bands.
+    // Second pass: the blocks within 1.5 dB of the loudest are taken again for the bands,
+    // from memory: every reader gives at a position just what it gave there in order.
     const auto& levels = m.multiFrequency.blockLevels;
     if (! levels.empty())
     {
@@ -509,10 +542,9 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
             }
             if (loudest - levels[(size_t) j] < bandGate)
             {
-                readerSource->setNextReadPosition ((juce::int64) readBlock * j);
-                readerSource->getNextAudioBlock (block);
-                const int n = framesInBlock (numSamples, readerSource->getNextReadPosition());
-                m.multiFrequency.analyseBlock (channel0, stereo ? channel1 : nullptr, n);
+                const int start = readBlock * j;
+                const int n = framesInBlock (numSamples, (juce::int64) start + readBlock);
+                m.multiFrequency.analyseBlock (left + start, stereo ? right + start : nullptr, n);
             }
             progress = ((float) j / (float) count) * 4.0f / 10.0f + 0.1f;
         }

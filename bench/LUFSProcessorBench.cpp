@@ -41,6 +41,7 @@ void fillBag (LUFSProcessor<N>& p, int blocks, unsigned seed)
     std::mt19937 gen (seed);
     std::uniform_real_distribution<float> level (-40.0f, -20.0f);
     p.resetMeasure (true, -70.0f);
+    p.materialiseBlockPowers();
     for (int i = 0; i < blocks; ++i)
         p.blockPowers[i] = std::pow (10.0f, (level (gen) + 0.691f) / 10.0f);
     p.powerWrite = blocks % N;

@@ -219,6 +219,26 @@ void ZeroedFloatsDeleter::operator() (float* p) const
         std::free (p);
 }
 
+void* allocateProcessor (std::size_t bytes)
+{
+    if (bytes < mappedRingBytes)
+        return ::operator new (bytes);
+    void* p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED)
+        throw std::bad_alloc();
+    return p;
+}
+
+void releaseProcessor (void* p, std::size_t bytes)
+{
+    if (p == nullptr)
+        return;
+    if (bytes < mappedRingBytes)
+        ::operator delete (p);
+    else
+        munmap (p, bytes);
+}
+
 ZeroedFloats makeZeroedFloats (std::size_t count)
 {
     const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
@@ -241,18 +261,20 @@ ZeroedFloats makeZeroedFloats (std::size_t count)
 namespace
 {
 template <int K>
-void sumSideBySide (const float* const* arrays, int length, float* sums)
+void addSideBySide (const float* const* arrays, int from, int to, float* sums)
 {
-    float acc[static_cast<std::size_t> (K)] = {};
-    for (int i = 0; i < length; ++i)
+    float acc[static_cast<std::size_t> (K)];
+    for (int j = 0; j < K; ++j)
+        acc[j] = sums[j];
+    for (int i = from; i < to; ++i)
         for (int j = 0; j < K; ++j)
             acc[j] += arrays[j][i];
     for (int j = 0; j < K; ++j)
         sums[j] = acc[j];
 }
-} // namespace
 
-void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+// Adds arrays[j][from .. to) in index order onto sums[j], eight arrays at a time.
+void addInOrderSideBySide (const float* const* arrays, int count, int from, int to, float* sums)
 {
     for (int g = 0; g < count; g += 8)
     {
@@ -260,16 +282,51 @@ void sumInOrderSideBySide (const float* const* arrays, int count, int length, fl
         float* out = sums + g;
         switch (std::min (8, count - g))
         {
-            case 8: sumSideBySide<8> (a, length, out); break;
-            case 7: sumSideBySide<7> (a, length, out); break;
-            case 6: sumSideBySide<6> (a, length, out); break;
-            case 5: sumSideBySide<5> (a, length, out); break;
-            case 4: sumSideBySide<4> (a, length, out); break;
-            case 3: sumSideBySide<3> (a, length, out); break;
-            case 2: sumSideBySide<2> (a, length, out); break;
-            default: sumSideBySide<1> (a, length, out); break;
+            case 8: addSideBySide<8> (a, from, to, out); break;
+            case 7: addSideBySide<7> (a, from, to, out); break;
+            case 6: addSideBySide<6> (a, from, to, out); break;
+            case 5: addSideBySide<5> (a, from, to, out); break;
+            case 4: addSideBySide<4> (a, from, to, out); break;
+            case 3: addSideBySide<3> (a, from, to, out); break;
+            case 2: addSideBySide<2> (a, from, to, out); break;
+            default: addSideBySide<1> (a, from, to, out); break;
         }
     }
+}
+} // namespace
+
+void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
+{
+    std::fill (sums, sums + count, 0.0f);
+    addInOrderSideBySide (arrays, count, 0, length, sums);
+}
+
+void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefixes, const int* marks, int count,
+                             int length, float* sums)
+{
+    if (count == 0)
+        return;
+    const int start = prefixes[0]->end, mark = marks[0];
+    bool together = true;
+    for (int j = 1; j < count; ++j)
+        together = together && prefixes[j]->end == start && marks[j] == mark;
+    if (! together)
+    {
+        for (int j = 0; j < count; ++j)
+            sums[j] = sumRingFrom (rings[j], length, *prefixes[j], marks[j]);
+        return;
+    }
+    for (int j = 0; j < count; ++j)
+        sums[j] = start > 0 ? prefixes[j]->sum : 0.0f;
+    int i = start;
+    if (mark >= start && mark <= length)
+    {
+        addInOrderSideBySide (rings, count, start, mark, sums);
+        for (int j = 0; j < count; ++j)
+            *prefixes[j] = RingPrefix { mark, sums[j] };
+        i = mark;
+    }
+    addInOrderSideBySide (rings, count, i, length, sums);
 }
 
 float loudnessOfPower (float power)
@@ -346,7 +403,13 @@ LUFSProcessor<N>::LUFSProcessor()
       integratedValue (minusInfinity),
       rangeValue (plusInfinity)
 {
-    std::fill (blockPowers, blockPowers + N, 0.0f);
+}
+
+template <int N>
+void LUFSProcessor<N>::materialiseBlockPowers()
+{
+    std::fill (blockPowers + blockPowersFilled, blockPowers + N, blockPowersFill);
+    blockPowersFilled = N;
 }
 
 template <int N>
@@ -375,7 +438,8 @@ void LUFSProcessor<N>::prepare (unsigned measures)
     blockRing = ring (integratedMeasure, blockLength);
     shortTermPrefix.forget();
     blockPrefix.forget();
-    std::fill (blockPowers, blockPowers + N, 0.0f);
+    blockPowersFilled = 0;
+    blockPowersFill = 0.0f;
 
     const auto shelf = kWeightingShelf (sampleRate);
     const auto highPass = kWeightingHighPass (sampleRate);
@@ -405,6 +469,11 @@ void LUFSProcessor<N>::formBlock()
 template <int N>
 void LUFSProcessor<N>::storeBlock (float sum)
 {
+    if (powerWrite >= blockPowersFilled)
+    {
+        std::fill (blockPowers + blockPowersFilled, blockPowers + powerWrite, blockPowersFill);
+        blockPowersFilled = powerWrite + 1;
+    }
     blockPowers[powerWrite] = sum / (float) blockLength;
     if (++powerWrite == capacity)
         powerWrite = 0;
@@ -414,8 +483,12 @@ void LUFSProcessor<N>::storeBlock (float sum)
 template <int N>
 void LUFSProcessor<N>::gatingPass()
 {
-    // Absolute gate: blocks strictly above -70.
-    const int passing = partitionAbove (blockPowers, N, absoluteGatePower());
+    // Absolute gate: blocks strictly above -70. The unwritten back of the bag fails it as a
+    // whole, so the partition of the front is the partition of the bag; a fill that would
+    // pass is written out first.
+    if (blockPowersFill > absoluteGatePower())
+        materialiseBlockPowers();
+    const int passing = partitionAbove (blockPowers, blockPowersFilled, absoluteGatePower());
     if (passing == 0)
         return;
 
@@ -454,7 +527,8 @@ void LUFSProcessor<N>::resetMeasure (bool keepLevel, float level)
     if (blockRing != nullptr)
         std::fill (blockRing.get(), blockRing.get() + blockLength, fill);
     blockPrefix.forget();
-    std::fill (blockPowers, blockPowers + N, fill);
+    blockPowersFilled = 0;
+    blockPowersFill = fill;
 
     integratedValue = keepLevel ? level : minusInfinity;
     blockWrite = 0;

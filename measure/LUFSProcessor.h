@@ -17,6 +17,8 @@ struct ZeroedFloatsDeleter
 };
 using ZeroedFloats = std::unique_ptr<float[], ZeroedFloatsDeleter>;
 ZeroedFloats makeZeroedFloats (std::size_t count);
+void* allocateProcessor (std::size_t bytes);
+void releaseProcessor (void* p, std::size_t bytes);
 
 // A ring's sum is taken in index order, so the sum of its first `end` entries stays good
 // while none of them is written: each renewal goes on from where the entries changed since
@@ -41,6 +43,11 @@ class LUFSProcessor final : public ILUFSProcessor
 public:
     LUFSProcessor();
     ~LUFSProcessor() override = default;
+
+    // A processor with a long bag comes from the kernel's zero pages, so that the part of the
+    // bag no block has reached yet never becomes resident.
+    static void* operator new (std::size_t bytes) { return allocateProcessor (bytes); }
+    static void operator delete (void* p, std::size_t bytes) { releaseProcessor (p, bytes); }
 
     // Which measures a processor serves: each has a ring of its own, seconds long, so a
     // processor that serves only some of them leaves the others' rings unmade.
@@ -74,6 +81,50 @@ public:
         if (++shortTermWrite == shortTermLength)
             shortTermWrite = 0;
         ++shortTermCount;
+        return shortTermValue;
+    }
+
+    // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
+    // shortTermStep leave; only the last renewal among them is summed, as the ones before
+    // it are overwritten unread.
+    template <typename PowerOf>
+    float shortTermRun (int n, PowerOf&& powerOf)
+    {
+        int last = -1;
+        for (int k = 0, count = shortTermCount; k < n; ++k, ++count)
+            if (count == shortTermHop + startCount)
+            {
+                last = k;
+                count = startCount;
+            }
+        auto write = [&] (int from, int to)
+        {
+            float* ring = shortTermRing.get();
+            for (int k = from; k < to; ++k)
+            {
+                shortTermPrefix.touch (shortTermWrite);
+                ring[shortTermWrite] = powerOf (k);
+                if (++shortTermWrite == shortTermLength)
+                    shortTermWrite = 0;
+            }
+        };
+        if (last >= 0)
+        {
+            write (0, last);
+            shortTermPrefix.touch (shortTermWrite);
+            shortTermRing.get()[shortTermWrite] = powerOf (last);
+            renewShortTerm (nullptr);
+            if (++shortTermWrite == shortTermLength)
+                shortTermWrite = 0;
+            shortTermCount = startCount + 1;
+            write (last + 1, n);
+            shortTermCount += n - last - 1;
+        }
+        else
+        {
+            write (0, n);
+            shortTermCount += n;
+        }
         return shortTermValue;
     }
 
@@ -170,8 +221,16 @@ public:
     ZeroedFloats shortTermRing;
     std::vector<float> shortTermHistory;
     ZeroedFloats blockRing;
+    // The bag of block powers. Entries from blockPowersFilled on hold blockPowersFill without
+    // being written: a reset fills the bag with a level under the gate, and an entry under
+    // the gate is never moved by a pass, so only the front that blocks reached is ever kept.
     float blockPowers[(std::size_t) N];
     int capacity = N;
+    int blockPowersFilled = 0;
+    float blockPowersFill = 0.0f;
+    float blockPower (int i) const { return i < blockPowersFilled ? blockPowers[i] : blockPowersFill; }
+    // Writes the fill into every entry not yet written; whoever writes the bag directly calls it first.
+    void materialiseBlockPowers();
 
     int startCount = 0;
     int shortTermCount = 0, peakCount = 0, blockCount = 0, integratedCount = 0;
@@ -226,6 +285,12 @@ private:
 // The sums of count float arrays of one length, each added in index order from 0 as a plain
 // loop does, eight at a time side by side so that the additions of one don't wait on the last.
 void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums);
+
+// The in-order sum of each ring[0 .. length) going on from its prefix, as a renewal takes it
+// (the prefix then ends at marks[j] when that lies ahead); side by side when all the prefixes
+// and marks are at one place, as those of processors stepped together are.
+void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefixes, const int* marks, int count,
+                             int length, float* sums);
 
 // The level of a power: 10 log10(p) - 0.691, in float.
 float loudnessOfPower (float power);

@@ -105,6 +105,62 @@ void BiQuadBandpassVector::filterBlock (const float* left, const float* right,
     ls[3] = ly2;
 }
 
+void BiQuadBandpassVector::filterTwoBlocks (BiQuadBandpassVector& a, BiQuadBandpassVector& b, const float* left,
+                                            const float* right, float* aLeft, float* aRight, float* bLeft,
+                                            float* bRight, int n)
+{
+    if (right == nullptr)
+    {
+        a.filterBlock (left, right, aLeft, aRight, n);
+        b.filterBlock (left, right, bLeft, bRight, n);
+        return;
+    }
+
+    // Each recursion reads and writes just what filterBlock's would, in the same order.
+    struct Recursion
+    {
+        double c0, c1, c2, d1, d2;
+        double x1, x2, y1, y2;
+        double* state;
+        double step (double x)
+        {
+            const double y = c0 * x + c1 * x1 + c2 * x2 - d2 * y2 - d1 * y1;
+            x2 = x1;
+            x1 = x;
+            y2 = y1;
+            y1 = y;
+            return y;
+        }
+        void store() const
+        {
+            state[0] = x1;
+            state[1] = x2;
+            state[2] = y1;
+            state[3] = y2;
+        }
+    };
+    auto recursion = [] (BiQuadBandpassVector& f, int channel)
+    {
+        double* st = f.state[channel];
+        return Recursion { f.normalised[0], f.normalised[1], f.normalised[2], f.normalised[3], f.normalised[4],
+                           st[0], st[1], st[2], st[3], st };
+    };
+    Recursion al = recursion (a, 0), ar = recursion (a, 1), bl = recursion (b, 0), br = recursion (b, 1);
+    for (int i = 0; i < n; ++i)
+    {
+        const double xl = (double) left[i];
+        const double xr = (double) right[i];
+        aLeft[i] = (float) al.step (xl);
+        aRight[i] = (float) ar.step (xr);
+        bLeft[i] = (float) bl.step (xl);
+        bRight[i] = (float) br.step (xr);
+    }
+    al.store();
+    ar.store();
+    bl.store();
+    br.store();
+}
+
 // ---------------------------------------------------------------------------------------------
 // MultiFrequencyAnalysis
 
@@ -185,17 +241,9 @@ void MultiFrequencyAnalysis::meterBlock (const float* left, const float* right, 
     }
 
     using Meter = LUFSProcessor<180000>;
-    float level = 0.0f;
-    if (right != nullptr)
-    {
-        for (int i = 0; i < n; ++i)
-            level = meter->Meter::shortTermStep (meter->Meter::plainPower (left[i], right[i]));
-    }
-    else
-    {
-        for (int i = 0; i < n; ++i)
-            level = meter->Meter::shortTermStep (left[i] * left[i]);
-    }
+    const float level = right != nullptr
+                            ? meter->shortTermRun (n, [=] (int i) { return meter->Meter::plainPower (left[i], right[i]); })
+                            : meter->shortTermRun (n, [=] (int i) { return left[i] * left[i]; });
     blockLevels.push_back (level);
 }
 
@@ -223,8 +271,14 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
     // Every band's filter runs through the whole block first, on its own delay lines.
     auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b) * blockSize; };
     auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) (2 * b + 1) * blockSize; };
-    for (int b = 0; b < numBands; ++b)
-        filters[(size_t) b].filterBlock (left, right, bandLeft (b), bandRight (b), n);
+    for (int b = 0; b < numBands; b += 2)
+    {
+        if (b + 1 < numBands)
+            BiQuadBandpassVector::filterTwoBlocks (filters[(size_t) b], filters[(size_t) b + 1], left, right,
+                                                   bandLeft (b), bandRight (b), bandLeft (b + 1), bandRight (b + 1), n);
+        else
+            filters[(size_t) b].filterBlock (left, right, bandLeft (b), bandRight (b), n);
+    }
     std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin());
     if (stereo)
         std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin());
@@ -284,8 +338,10 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
 
         // Frame `done` is an event for at least one processor; the others take it plainly.
         const float* rings[count];
+        RingPrefix* prefixes[count];
         float sums[count] {};
         int blocks = 0;
+        int marks[count];
         bool due[count] {};
         auto begin = [&] (auto* p, int q, float power)
         {
@@ -296,7 +352,11 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             }
             due[q] = true;
             if (p->beginIntegratedEvent (power))
+            {
+                marks[blocks] = p->blockWrite + 1;
+                prefixes[blocks] = &p->blockPrefix;
                 rings[blocks++] = p->blockRing.get();
+            }
         };
         for (int b = 0; b < numBands; ++b)
         {
@@ -304,7 +364,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             begin (midTyped[(size_t) b], numBands + b, midPower (b, done));
             begin (sideTyped[(size_t) b], 2 * numBands + b, sidePower (b, done));
         }
-        sumInOrderSideBySide (rings, blocks, stereoTyped[0]->blockLength, sums);
+        sumRingsFromSideBySide (rings, prefixes, marks, blocks, stereoTyped[0]->blockLength, sums);
         int next = 0;
         auto finish = [&] (auto* p, int q)
         {

@@ -28,6 +28,11 @@ public:
     // narrows the result to float. right may be null (then rightOut is left alone).
     void filterBlock (const float* left, const float* right, float* leftOut, float* rightOut, int n);
 
+    // a.filterBlock (left, right, aLeft, aRight, n) and b.filterBlock (left, right, bLeft,
+    // bRight, n) in one loop: four independent recursions keep the pipeline busier than two.
+    static void filterTwoBlocks (BiQuadBandpassVector& a, BiQuadBandpassVector& b, const float* left, const float* right,
+                                 float* aLeft, float* aRight, float* bLeft, float* bRight, int n);
+
     double b0 = 0, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
     int maxBlock = 16384;
     int tapCount = 2;

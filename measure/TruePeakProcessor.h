@@ -21,6 +21,15 @@ public:
     virtual void loadPrototype (const double* prototype) = 0;
     virtual float process (float sample) = 0;
     virtual void reset() = 0;
+
+    // Takes a sample into the history without summing (the phase outputs keep their last
+    // values): for a caller that keeps only the largest estimate and knows this one cannot be
+    // larger than what it holds, from the bound below.
+    virtual void skip (float sample) = 0;
+    // No estimate is larger than this times the largest sample magnitude among the last tapCount()
+    // samples taken, rounding included.
+    virtual double estimateCeiling() const = 0;
+    virtual int tapCount() const = 0;
 };
 
 // The instruction sets the true-peak sums can run on.
@@ -81,7 +90,24 @@ public:
                 phase[p].coefficients[k] = prototype[k * P + p];
         for (int i = 0; i < P * T; ++i)
             bank[i] = prototype[i];
+
+        // P times the largest sum of tap magnitudes over the phases; the margin covers the
+        // rounding of the sums in double, of the outputs to float and of the bound itself,
+        // each far under a part in a million.
+        double largestGain = 0.0;
+        for (int p = 0; p < P; ++p)
+        {
+            double gain = 0.0;
+            for (int k = 0; k < T; ++k)
+                gain += phase[p].coefficients[k] < 0.0 ? -phase[p].coefficients[k] : phase[p].coefficients[k];
+            largestGain = gain > largestGain ? gain : largestGain;
+        }
+        ceiling = static_cast<double> (P) * largestGain * (1.0 + 1e-6);
     }
+
+    void skip (float sample) override { store (sample); }
+    double estimateCeiling() const override { return ceiling; }
+    int tapCount() const override { return T; }
 
     float process (float sample) override
     {
@@ -172,6 +198,7 @@ public:
 
 private:
     static constexpr int ringLength = T + 1;
+    double ceiling = 0.0;
 
     // One input's sums: the coefficients, its newest sample (older ones at negative
     // offsets) and where its phase outputs go.

@@ -214,6 +214,8 @@ void expectSameReadings (const AllReadings& a, const AllReadings& b)
 }
 
 template <int P, int T>
+// The history carries into the next analysis; the phase outputs are only those of the last
+// sample summed (the walk leaves out sums that cannot raise a bucket's largest).
 void expectSameTruePeakState (TruePeakProcessor<P, T>& a, TruePeakProcessor<P, T>& b)
 {
     a.syncPhaseHistories();
@@ -222,7 +224,6 @@ void expectSameTruePeakState (TruePeakProcessor<P, T>& a, TruePeakProcessor<P, T
     {
         EXPECT_EQ (a.phase[p].position, b.phase[p].position);
         EXPECT_EQ (0, std::memcmp (a.phase[p].history, b.phase[p].history, sizeof (double) * T)) << "phase " << p;
-        EXPECT_TRUE (sameBits (a.outputs[p], b.outputs[p])) << "phase " << p;
     }
 }
 
@@ -336,6 +337,14 @@ public:
             track.abortRequested = true;
         return inner.process (sample);
     }
+    void skip (float sample) override
+    {
+        if (--remaining == 0)
+            track.abortRequested = true;
+        inner.skip (sample);
+    }
+    double estimateCeiling() const override { return inner.estimateCeiling(); }
+    int tapCount() const override { return inner.tapCount(); }
 
 private:
     TruePeakProcessorBase& inner;

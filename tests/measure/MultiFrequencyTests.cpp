@@ -7,6 +7,8 @@
 #include <cstring>
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cmath>
 #include <complex>
 #include <limits>
@@ -303,6 +305,40 @@ TEST (BlockMeter, ReadsTheUnfilteredThreeSecondLevelOfEachBlock)
     runTwoPasses (mf, testaudio::generate (48000, 2, 48000 * 5, [] (int, int) { return 0.0f; }));
     EXPECT_EQ (mf.blockLevels[10], -std::numeric_limits<float>::infinity());
     EXPECT_TRUE (allSilent (mf));
+}
+
+// Only the last renewal in a block is summed; every level and the state left behind must be
+// those of stepping the meter frame by frame, over blocks shorter than a hop and longer than
+// the whole window.
+TEST (BlockMeter, ARunLeavesWhatFrameByFrameStepsLeaveBitForBit)
+{
+    for (int channels : { 2, 1 })
+        for (double rate : { 44100.0, 48000.0 })
+        {
+            SCOPED_TRACE (testing::Message() << channels << " channels at " << rate);
+            auto signal = noise (rate, 9.0, 0.6f, 11 + channels, channels);
+            for (int i = 0; i < signal.numFrames(); ++i)
+                for (auto& c : signal.channels)
+                    c[(size_t) i] *= (float) (0.01 + (i % 100000) / 100000.0);
+            MultiFrequencyAnalysis fast, plain;
+            fast.prepareBands (rate);
+            plain.prepareBands (rate);
+            auto& meter = *plain.stereoProcessors[0];
+            const int sizes[] = { 16384, 1, 4410, 4411, 777, 150000, 0, 16384 };
+            for (int pos = 0, k = 0; pos < signal.numFrames(); ++k)
+            {
+                const int n = std::min (sizes[k % 8], signal.numFrames() - pos);
+                const float* left = signal.channels[0].data() + pos;
+                const float* right = channels == 2 ? signal.channels[1].data() + pos : nullptr;
+                fast.meterBlock (left, right, n);
+                float level = -70.0f;
+                for (int i = 0; i < n; ++i)
+                    level = meter.shortTermStep (right != nullptr ? meter.plainPower (left[i], right[i]) : left[i] * left[i]);
+                pos += n;
+                ASSERT_EQ (std::bit_cast<std::uint32_t> (fast.blockLevels.back()), std::bit_cast<std::uint32_t> (level)) << "block " << k;
+            }
+            EXPECT_GT (fast.blockLevels.back(), -40.0f);
+        }
 }
 
 TEST (BlockChoice, TakesBlocksLessThanOneAndAHalfDecibelsUnderTheLoudest)

@@ -490,3 +490,55 @@ TEST (TruePeakOracle, StereoFeedPairsLikeProcessorsAndFallsBackForMixedOnes)
     check (d, d, ld, ld, "one 4 x 64 for both");
     check (a, c, la, lc, "16 x 16 and 8 x 32");
 }
+
+// The bound the frame walk uses to leave sums out: no estimate is above the ceiling times the
+// largest magnitude among the last T samples, not even for the window that lines up with
+// the signs of the loudest phase's taps (where the sum reaches the bound bar rounding), and
+// skipping a sample keeps the history as processing it does.
+template <int P, int T>
+void expectCeilingHolds (const double* prototype, std::mt19937& rng)
+{
+    TruePeakProcessor<P, T> tp, twin;
+    tp.loadPrototype (prototype);
+    twin.loadPrototype (prototype);
+    int loudest = 0;
+    double largestGain = 0.0;
+    for (int p = 0; p < P; ++p)
+    {
+        double gain = 0.0;
+        for (int k = 0; k < T; ++k)
+            gain += std::abs (tp.phase[p].coefficients[k]);
+        if (gain > largestGain)
+            largestGain = gain, loudest = p;
+    }
+    std::vector<float> signal = mixedSignal (rng, 2000);
+    for (int k = T - 1; k >= 0; --k) // newest last: tap 0 meets the newest sample
+        signal.push_back (tp.phase[loudest].coefficients[k] < 0.0 ? -0.75f : 0.75f);
+    std::vector<float> recent;
+    float estimate = 0.0f;
+    for (size_t i = 0; i < signal.size(); ++i)
+    {
+        recent.push_back (std::abs (signal[i]));
+        if (recent.size() > (size_t) T)
+            recent.erase (recent.begin());
+        estimate = tp.process (signal[i]);
+        const double largest = *std::max_element (recent.begin(), recent.end());
+        ASSERT_LE ((double) estimate, tp.estimateCeiling() * largest) << i;
+        twin.skip (signal[i]);
+    }
+    // The aligned window comes within a hair of the bound: it is tight, and was met.
+    EXPECT_GT ((double) estimate, 0.99999 * tp.estimateCeiling() * 0.75);
+    twin.syncPhaseHistories();
+    tp.syncPhaseHistories();
+    for (int p = 0; p < P; ++p)
+        ASSERT_EQ (0, std::memcmp (tp.phase[p].history, twin.phase[p].history, sizeof (double) * T)) << p;
+}
+
+TEST (TruePeakOracle, CeilingBoundsEveryEstimateAndSkippingKeepsTheHistory)
+{
+    std::mt19937 rng (23);
+    expectCeilingHolds<16, 16> (truepeak::prototypeA, rng);
+    expectCeilingHolds<16, 16> (truepeak::prototypeB, rng);
+    expectCeilingHolds<8, 32> (truepeak::prototypeC, rng);
+    expectCeilingHolds<4, 64> (truepeak::prototypeD, rng);
+}
