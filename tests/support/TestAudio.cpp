@@ -6,8 +6,9 @@ namespace testaudio
 {
 TempFolder::TempFolder()
 {
-    folder = juce::File::getSpecialLocation (juce::File::tempDirectory)
-                 .getNonexistentChildFile ("orvane-test", "", false);
+    // A random name: ctest runs test programs side by side, and a free name checked first
+    // could be taken by another process before it is made.
+    folder = juce::File::getSpecialLocation (juce::File::tempDirectory).getChildFile ("orvane-test-" + juce::Uuid().toString());
     folder.createDirectory();
 }
 
