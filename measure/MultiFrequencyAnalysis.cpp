@@ -257,20 +257,21 @@ void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right
         return;
     }
 
-    // The pipeline never hands over more than one read block; a longer run is taken in pieces,
-    // which carries filter and processor state on just the same.
-    for (int start = 0; start < n; start += blockSize)
-        analyseChunk (left + start, right != nullptr ? right + start : nullptr, std::min (blockSize, n - start));
+    // The block is taken in pieces small enough for the 28 filtered signals to stay in the
+    // cache, which carries filter and processor state on just the same.
+    for (int start = 0; start < n; start += chunkFrames)
+        analyseChunk (left + start, right != nullptr ? right + start : nullptr, std::min (chunkFrames, n - start),
+                      start % blockSize);
 }
 
-void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n)
+void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n, int offset)
 {
     const bool stereo = right != nullptr;
-    bandScratch.resize ((size_t) (2 * numBands * blockSize));
+    bandScratch.resize ((size_t) (2 * numBands * chunkFrames));
 
-    // Every band's filter runs through the whole block first, on its own delay lines.
-    auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b) * blockSize; };
-    auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) (2 * b + 1) * blockSize; };
+    // Every band's filter runs through the whole piece first, on its own delay lines.
+    auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b) * chunkFrames; };
+    auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) (2 * b + 1) * chunkFrames; };
     for (int b = 0; b < numBands; b += 2)
     {
         if (b + 1 < numBands)
@@ -279,9 +280,9 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
         else
             filters[(size_t) b].filterBlock (left, right, bandLeft (b), bandRight (b), n);
     }
-    std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin());
+    std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin() + offset);
     if (stereo)
-        std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin());
+        std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin() + offset);
 
     // The power each processor is fed on frame k of the block: plain stereo, mid (the plain
     // sum) and side (the plain difference); mono feeds mid and side nothing.

@@ -81,7 +81,11 @@ public:
     std::vector<float> leftBand, rightBand;
 
 private:
-    void analyseChunk (const float* left, const float* right, int n);
+    // Frames filtered at a time: a divisor of blockSize.
+    static constexpr int chunkFrames = 4096;
+    // Up to chunkFrames frames of a block, the last band's output going to leftBand and
+    // rightBand from offset on.
+    void analyseChunk (const float* left, const float* right, int n, int offset);
 
     // The same processors as above, typed, so the per-sample loops call them directly.
     std::array<LUFSProcessor<180000>*, numBands> stereoTyped {};
