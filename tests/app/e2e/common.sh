@@ -89,16 +89,20 @@ open_session() {
         || fail "window size is $(xdotool getwindowgeometry "$window" | grep Geometry), not $size"
 }
 
-# Closes the window as a window manager would and waits for the program to end with status
-# 0 and no JUCE assertion.
+# Closes the window as a window manager would and waits up to $2 seconds (20 unless given)
+# for the program to end with status 0 and no JUCE assertion.
 close_and_wait() {
-    "$helper" close "$1" || fail "could not ask the window to close"
-    for _ in $(seq 1 200); do
+    local seconds="${2:-20}"
+    if ! "$helper" close "$1"; then
+        kill -0 "$app_pid" 2>/dev/null || fail "the program had ended by itself"
+        fail "could not ask the window to close"
+    fi
+    for _ in $(seq 1 $((seconds * 10))); do
         kill -0 "$app_pid" 2>/dev/null || break
         sleep 0.1
     done
     if kill -0 "$app_pid" 2>/dev/null; then
-        fail "the program did not quit after its window was closed"
+        fail "the program did not quit within $seconds s of its window closing"
     fi
     local status=0
     wait "$app_pid" || status=$?
