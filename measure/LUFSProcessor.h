@@ -84,6 +84,27 @@ public:
         return shortTermValue;
     }
 
+    // The renewals shortTermStep would make over the next n powers, summed ahead, side by side
+    // in lanes: each the in-order sum of the window as that renewal would find it. Their
+    // offsets into `powers` go to `at` and their sums to `sums`; returns how many there are, at
+    // most maxAhead, which is all of them when n is at most maxAhead hops and under the window's
+    // length. Changes nothing.
+    static constexpr int maxAhead = 16;
+    int sumRenewalsAhead (const float* powers, int n, int* at, float* sums) const;
+
+    // shortTermStep for a frame whose renewal, if it makes one, has the window sum `sum`.
+    float shortTermStepSummed (float power, float sum)
+    {
+        shortTermPrefix.touch (shortTermWrite);
+        shortTermRing.get()[shortTermWrite] = power;
+        if (shortTermCount == shortTermHop + startCount)
+            renewShortTermWith (sum);
+        if (++shortTermWrite == shortTermLength)
+            shortTermWrite = 0;
+        ++shortTermCount;
+        return shortTermValue;
+    }
+
     // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
     // shortTermStep leave; only the last renewal among them is summed, as the ones before
     // it are overwritten unread.
@@ -271,6 +292,7 @@ public:
 
 private:
     void renewShortTerm (bool* renewed);
+    void renewShortTermWith (float sum);
     void formBlock();
     void storeBlock (float sum);
 
