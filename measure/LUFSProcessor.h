@@ -74,14 +74,7 @@ public:
 
     float shortTermStep (float power, bool* renewed = nullptr) override
     {
-        shortTermPrefix.touch (shortTermWrite);
-        shortTermRing.get()[shortTermWrite] = power;
-        if (shortTermCount == shortTermHop + startCount)
-            renewShortTerm (renewed);
-        if (++shortTermWrite == shortTermLength)
-            shortTermWrite = 0;
-        ++shortTermCount;
-        return shortTermValue;
+        return shortTermAdvance (power, [&] { renewShortTerm (renewed); });
     }
 
     // The renewals shortTermStep would make over the next n powers, summed ahead, side by side
@@ -95,14 +88,7 @@ public:
     // shortTermStep for a frame whose renewal, if it makes one, has the window sum `sum`.
     float shortTermStepSummed (float power, float sum)
     {
-        shortTermPrefix.touch (shortTermWrite);
-        shortTermRing.get()[shortTermWrite] = power;
-        if (shortTermCount == shortTermHop + startCount)
-            renewShortTermWith (sum);
-        if (++shortTermWrite == shortTermLength)
-            shortTermWrite = 0;
-        ++shortTermCount;
-        return shortTermValue;
+        return shortTermAdvance (power, [&] { renewShortTermWith (sum); });
     }
 
     // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
@@ -291,6 +277,20 @@ public:
     RingPrefix shortTermPrefix, blockPrefix;
 
 private:
+    // One short-term step; `renew` renews the value on the hop's frame.
+    template <typename Renew>
+    float shortTermAdvance (float power, Renew&& renew)
+    {
+        shortTermPrefix.touch (shortTermWrite);
+        shortTermRing.get()[shortTermWrite] = power;
+        if (shortTermCount == shortTermHop + startCount)
+            renew();
+        if (++shortTermWrite == shortTermLength)
+            shortTermWrite = 0;
+        ++shortTermCount;
+        return shortTermValue;
+    }
+
     void renewShortTerm (bool* renewed);
     void renewShortTermWith (float sum);
     void formBlock();
