@@ -1,6 +1,7 @@
 #include "measure/LUFSProcessor.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -208,8 +209,11 @@ int onesLength = 0;
 } // namespace
 
 // Large rings come straight from the kernel, whose fresh pages read as zero and cost nothing
-// until written; small ones from calloc.
+// until written; small ones from calloc. Each large ring starts a few cache lines further into
+// its first page than the last one: rings read side by side would otherwise all fall on the
+// same cache sets, entry for entry, and evict each other.
 constexpr std::size_t mappedRingBytes = 64 * 1024;
+constexpr std::size_t ringPageBytes = 4096;
 
 void ZeroedFloatsDeleter::operator() (float* p) const
 {
@@ -217,7 +221,8 @@ void ZeroedFloatsDeleter::operator() (float* p) const
         return;
     const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
     if (bytes >= mappedRingBytes)
-        munmap (p, bytes);
+        munmap (reinterpret_cast<void*> (reinterpret_cast<std::uintptr_t> (p) & ~(ringPageBytes - 1)),
+                bytes + ringPageBytes);
     else
         std::free (p);
 }
@@ -248,9 +253,10 @@ ZeroedFloats makeZeroedFloats (std::size_t count)
     void* p = nullptr;
     if (bytes >= mappedRingBytes)
     {
-        p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (p == MAP_FAILED)
-            p = nullptr;
+        static std::atomic<unsigned> placed { 0 };
+        const std::size_t shift = (placed++ % (ringPageBytes / 64)) * 64;
+        p = mmap (nullptr, bytes + ringPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        p = p == MAP_FAILED ? nullptr : static_cast<char*> (p) + shift;
     }
     else
     {
