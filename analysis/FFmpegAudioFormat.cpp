@@ -2,15 +2,7 @@
 
 #include "analysis/AudioFileCheck.h"
 
-extern "C"
-{
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/avutil.h>
-#include <libavutil/channel_layout.h>
-#include <libavutil/mem.h>
-#include <libswresample/swresample.h>
-}
+#include "analysis/FFmpegLibrary.h"
 
 #include <algorithm>
 #include <atomic>
@@ -21,43 +13,49 @@ extern "C"
 
 namespace
 {
+// Only reached once createReaderFor has found the libraries.
+const ffmpeg::Library& ff()
+{
+    return *ffmpeg::library();
+}
+
 void keepFFmpegQuiet()
 {
     static std::once_flag once;
-    std::call_once (once, [] { av_log_set_level (AV_LOG_QUIET); });
+    std::call_once (once, [] { ff().av_log_set_level (AV_LOG_QUIET); });
 }
 
 struct FormatContextDeleter
 {
-    void operator() (AVFormatContext* f) const { avformat_close_input (&f); }
+    void operator() (AVFormatContext* f) const { ff().avformat_close_input (&f); }
 };
 struct IoContextDeleter
 {
     void operator() (AVIOContext* io) const
     {
-        av_freep (&io->buffer); // FFmpeg may have replaced the buffer we gave it
-        avio_context_free (&io);
+        ff().av_freep (&io->buffer); // FFmpeg may have replaced the buffer we gave it
+        ff().avio_context_free (&io);
     }
 };
 struct CodecContextDeleter
 {
-    void operator() (AVCodecContext* c) const { avcodec_free_context (&c); }
+    void operator() (AVCodecContext* c) const { ff().avcodec_free_context (&c); }
 };
 struct CodecParametersDeleter
 {
-    void operator() (AVCodecParameters* p) const { avcodec_parameters_free (&p); }
+    void operator() (AVCodecParameters* p) const { ff().avcodec_parameters_free (&p); }
 };
 struct PacketDeleter
 {
-    void operator() (AVPacket* p) const { av_packet_free (&p); }
+    void operator() (AVPacket* p) const { ff().av_packet_free (&p); }
 };
 struct FrameDeleter
 {
-    void operator() (AVFrame* f) const { av_frame_free (&f); }
+    void operator() (AVFrame* f) const { ff().av_frame_free (&f); }
 };
 struct ResamplerDeleter
 {
-    void operator() (SwrContext* s) const { swr_free (&s); }
+    void operator() (SwrContext* s) const { ff().swr_free (&s); }
 };
 
 using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
@@ -130,17 +128,17 @@ struct PacketEntry
 
 CodecContextPtr openDecoder (const AVCodecParameters& params)
 {
-    const AVCodec* codec = avcodec_find_decoder (params.codec_id);
+    const AVCodec* codec = ff().avcodec_find_decoder (params.codec_id);
     if (codec == nullptr)
         return {};
-    CodecContextPtr ctx (avcodec_alloc_context3 (codec));
-    if (ctx == nullptr || avcodec_parameters_to_context (ctx.get(), &params) < 0)
+    CodecContextPtr ctx (ff().avcodec_alloc_context3 (codec));
+    if (ctx == nullptr || ff().avcodec_parameters_to_context (ctx.get(), &params) < 0)
         return {};
     ctx->thread_count = 1;
     // Delay and padding are trimmed by the reader, from the demuxer's records or the
     // decoder's own reports, so the decoder hands over every sample it makes.
     ctx->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
-    if (avcodec_open2 (ctx.get(), codec, nullptr) < 0)
+    if (ff().avcodec_open2 (ctx.get(), codec, nullptr) < 0)
         return {};
     if (ctx->sample_rate <= 0 || ctx->ch_layout.nb_channels <= 0)
         return {};
@@ -202,7 +200,7 @@ bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
     {
         for (int errors = 0;;)
         {
-            const int r = avcodec_receive_frame (&decoder, &frame);
+            const int r = ff().avcodec_receive_frame (&decoder, &frame);
             if (r == AVERROR (EAGAIN) || r == AVERROR_EOF)
                 return;
             if (r < 0)
@@ -213,15 +211,15 @@ bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
                 continue;
             }
             onFrame (frame);
-            av_frame_unref (&frame);
+            ff().av_frame_unref (&frame);
         }
     };
 
-    int sent = avcodec_send_packet (&decoder, packet);
+    int sent = ff().avcodec_send_packet (&decoder, packet);
     drain();
     if (sent == AVERROR (EAGAIN))
     {
-        sent = avcodec_send_packet (&decoder, packet);
+        sent = ff().avcodec_send_packet (&decoder, packet);
         drain();
     }
     return ok && (sent >= 0 || sent == AVERROR_EOF || sent == AVERROR (EAGAIN));
@@ -230,23 +228,23 @@ bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
 bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
 {
     constexpr int ioBufferSize = 1 << 16;
-    auto* ioBuffer = static_cast<unsigned char*> (av_malloc (ioBufferSize));
+    auto* ioBuffer = static_cast<unsigned char*> (ff().av_malloc (ioBufferSize));
     if (ioBuffer == nullptr)
         return false;
     std::unique_ptr<AVIOContext, IoContextDeleter> io (
-        avio_alloc_context (ioBuffer, ioBufferSize, 0, &in, readFromStream, nullptr, seekInStream));
+        ff().avio_alloc_context (ioBuffer, ioBufferSize, 0, &in, readFromStream, nullptr, seekInStream));
     if (io == nullptr)
     {
-        av_free (ioBuffer);
+        ff().av_free (ioBuffer);
         return false;
     }
 
-    AVFormatContext* rawFormat = avformat_alloc_context();
+    AVFormatContext* rawFormat = ff().avformat_alloc_context();
     if (rawFormat == nullptr)
         return false;
     rawFormat->pb = io.get();
     rawFormat->flags |= AVFMT_FLAG_CUSTOM_IO;
-    if (avformat_open_input (&rawFormat, "", nullptr, nullptr) < 0)
+    if (ff().avformat_open_input (&rawFormat, "", nullptr, nullptr) < 0)
         return false; // rawFormat has been freed
     std::unique_ptr<AVFormatContext, FormatContextDeleter> format (rawFormat);
 
@@ -255,14 +253,14 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
         if (format->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
             format->streams[i]->discard = AVDISCARD_ALL;
 
-    if (avformat_find_stream_info (format.get(), nullptr) < 0)
+    if (ff().avformat_find_stream_info (format.get(), nullptr) < 0)
         return false;
 
     AVStream* stream = nullptr;
     for (unsigned i = 0; i < format->nb_streams && stream == nullptr; ++i)
     {
         AVStream* s = format->streams[i];
-        if (s->codecpar->codec_type == AVMEDIA_TYPE_AUDIO && avcodec_find_decoder (s->codecpar->codec_id) != nullptr)
+        if (s->codecpar->codec_type == AVMEDIA_TYPE_AUDIO && ff().avcodec_find_decoder (s->codecpar->codec_id) != nullptr)
             stream = s;
     }
     if (stream == nullptr)
@@ -271,8 +269,8 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
         if (format->streams[i] != stream)
             format->streams[i]->discard = AVDISCARD_ALL;
 
-    out.params.reset (avcodec_parameters_alloc());
-    if (out.params == nullptr || avcodec_parameters_copy (out.params.get(), stream->codecpar) < 0)
+    out.params.reset (ff().avcodec_parameters_alloc());
+    if (out.params == nullptr || ff().avcodec_parameters_copy (out.params.get(), stream->codecpar) < 0)
         return false;
     out.decoder = openDecoder (*out.params);
     if (out.decoder == nullptr)
@@ -280,7 +278,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     out.sampleRate = out.decoder->sample_rate;
     out.numChannels = out.decoder->ch_layout.nb_channels;
     if (stream->duration > 0 && format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
-        out.promisedLength = av_rescale_q (stream->duration, stream->time_base, AVRational { 1, out.sampleRate });
+        out.promisedLength = ff().av_rescale_q (stream->duration, stream->time_base, AVRational { 1, out.sampleRate });
 
     // Read every packet of the stream into memory, with the delay and padding records that
     // the demuxer attaches (for MP3 these come from the LAME/Xing tag).
@@ -293,13 +291,13 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     std::vector<uint8_t> scratch;
 
 
-    std::unique_ptr<AVPacket, PacketDeleter> packet (av_packet_alloc());
+    std::unique_ptr<AVPacket, PacketDeleter> packet (ff().av_packet_alloc());
     if (packet == nullptr)
         return false;
 
     for (int failures = 0;;)
     {
-        const int r = av_read_frame (format.get(), packet.get());
+        const int r = ff().av_read_frame (format.get(), packet.get());
         if (r == AVERROR_EOF)
             break;
         if (r < 0)
@@ -307,7 +305,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             // Damaged data: go on while the demuxer still moves, up to a point.
             if (out.damagedPacket < 0)
                 out.damagedPacket = (int) out.packets.size();
-            if (avio_feof (format->pb) || ++failures > 64)
+            if (ff().avio_feof (format->pb) || ++failures > 64)
                 break;
             continue;
         }
@@ -325,7 +323,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
 
             uint32_t skip = 0, discard = 0;
             size_t sideSize = 0;
-            if (const uint8_t* side = av_packet_get_side_data (packet.get(), AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
+            if (const uint8_t* side = ff().av_packet_get_side_data (packet.get(), AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
                 side != nullptr && sideSize >= 10)
             {
                 skip = readLittleEndian32 (side);
@@ -336,13 +334,13 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             discardRecords.push_back (discard);
 
             if (packet->duration > 0)
-                entry.rawSamples = (int) av_rescale_q (packet->duration, stream->time_base,
+                entry.rawSamples = (int) ff().av_rescale_q (packet->duration, stream->time_base,
                                                        AVRational { 1, out.sampleRate });
             if (entry.rawSamples <= 0)
                 durationsKnown = false;
             out.packets.push_back (entry);
         }
-        av_packet_unref (packet.get());
+        ff().av_packet_unref (packet.get());
     }
 
     if (out.packets.empty())
@@ -361,7 +359,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             discardRecords.push_back (0);
         }
 
-        std::unique_ptr<AVFrame, FrameDeleter> frame (av_frame_alloc());
+        std::unique_ptr<AVFrame, FrameDeleter> frame (ff().av_frame_alloc());
         if (frame == nullptr)
             return false;
         for (size_t i = 0; i < out.packets.size(); ++i)
@@ -375,7 +373,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             const bool decoded = ! missing && decodeOnePacket (*out.decoder, entry.size > 0 ? packet.get() : nullptr, *frame, [&] (const AVFrame& f)
                              {
                                  samples += f.nb_samples;
-                                 if (const auto* side = av_frame_get_side_data (&f, AV_FRAME_DATA_SKIP_SAMPLES);
+                                 if (const auto* side = ff().av_frame_get_side_data (&f, AV_FRAME_DATA_SKIP_SAMPLES);
                                      side != nullptr && side->size >= 10)
                                  {
                                      skip += readLittleEndian32 (side->data);
@@ -432,11 +430,11 @@ public:
         window.setSize (audio.numChannels, std::max (1, audio.maxRawSamples));
         if (audio.damagedPacket >= 0)
             damagedAt = startOf (audio.damagedPacket);
-        packet.reset (av_packet_alloc());
-        frame.reset (av_frame_alloc());
+        packet.reset (ff().av_packet_alloc());
+        frame.reset (ff().av_frame_alloc());
     }
 
-    ~FFmpegReader() override { av_channel_layout_uninit (&converterLayout); }
+    ~FFmpegReader() override { ff().av_channel_layout_uninit (&converterLayout); }
 
     bool isUsable() const { return packet != nullptr && frame != nullptr; }
 
@@ -546,7 +544,7 @@ private:
             if (auto fresh = openDecoder (*audio.params))
                 audio.decoder = std::move (fresh);
             else
-                avcodec_flush_buffers (audio.decoder.get());
+                ff().avcodec_flush_buffers (audio.decoder.get());
             nextToDecode = start;
         }
         while (nextToDecode < k)
@@ -618,7 +616,7 @@ private:
         std::vector<uint8_t*> outs ((size_t) frameChannels);
         for (int c = 0; c < frameChannels; ++c)
             outs[(size_t) c] = reinterpret_cast<uint8_t*> (scratch.getWritePointer (c));
-        const int converted = swr_convert (converter.get(), outs.data(), n,
+        const int converted = ff().swr_convert (converter.get(), outs.data(), n,
                                            const_cast<const uint8_t**> (f.extended_data), f.nb_samples);
         for (int c = 0; c < common && converted > 0; ++c)
             std::memcpy (window.getWritePointer (c, offset), scratch.getReadPointer (c),
@@ -629,19 +627,19 @@ private:
     bool prepareConverter (const AVFrame& f)
     {
         if (converter != nullptr && converterFormat == f.format && converterRate == f.sample_rate
-            && av_channel_layout_compare (&converterLayout, &f.ch_layout) == 0)
+            && ff().av_channel_layout_compare (&converterLayout, &f.ch_layout) == 0)
             return true;
 
         converter.reset();
-        av_channel_layout_uninit (&converterLayout);
-        if (av_channel_layout_copy (&converterLayout, &f.ch_layout) < 0)
+        ff().av_channel_layout_uninit (&converterLayout);
+        if (ff().av_channel_layout_copy (&converterLayout, &f.ch_layout) < 0)
             return false;
         SwrContext* swr = nullptr;
-        if (swr_alloc_set_opts2 (&swr, &converterLayout, AV_SAMPLE_FMT_FLTP, f.sample_rate, &converterLayout,
+        if (ff().swr_alloc_set_opts2 (&swr, &converterLayout, AV_SAMPLE_FMT_FLTP, f.sample_rate, &converterLayout,
                                  (AVSampleFormat) f.format, f.sample_rate, 0, nullptr) < 0)
             return false;
         converter.reset (swr);
-        if (swr_init (swr) < 0)
+        if (ff().swr_init (swr) < 0)
         {
             converter.reset();
             return false;
@@ -672,7 +670,6 @@ private:
 FFmpegAudioFormat::FFmpegAudioFormat()
     : juce::AudioFormat (juce::String (formatName), juce::StringArray { ".mp3", ".wmv", ".asf", ".wm", ".wma" })
 {
-    keepFFmpegQuiet();
 }
 
 FFmpegAudioFormat::~FFmpegAudioFormat() = default;
@@ -687,13 +684,17 @@ juce::Array<int> FFmpegAudioFormat::getPossibleBitDepths() { return { 32 }; }
 juce::AudioFormatReader* FFmpegAudioFormat::createReaderFor (juce::InputStream* sourceStream,
                                                              bool deleteStreamIfOpeningFails)
 {
-    keepFFmpegQuiet();
     if (sourceStream == nullptr)
         return nullptr;
 
+    // Without the libraries nothing can be opened here.
+    const bool loaded = ffmpeg::library() != nullptr;
+    if (loaded)
+        keepFFmpegQuiet();
+
     DemuxedAudio demuxed;
     const auto startPosition = sourceStream->getPosition();
-    if (demuxWholeStream (*sourceStream, demuxed))
+    if (loaded && demuxWholeStream (*sourceStream, demuxed))
     {
         auto reader = std::make_unique<FFmpegReader> (sourceStream, std::move (demuxed));
         if (reader->isUsable())

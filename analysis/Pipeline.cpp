@@ -247,8 +247,9 @@ int walkFrames (Walk& w)
             r.samplePeak = std::max (r.samplePeak, magnitude);
             w.bucketSamplePeak = std::max (w.bucketSamplePeak, magnitude);
 
-            // The rolling peak is fed the record peak so far, not this frame's magnitude.
-            const float P = loudness.rollingPeakStep (r.samplePeak);
+            // The rolling peak is fed the record peak so far, not this frame's magnitude; as
+            // that never falls, the window's largest is the value just fed.
+            const float P = loudness.risingPeakStep (r.samplePeak);
 
             if ((double) magnitude * w.truePeakCeiling > (double) w.bucketTruePeak)
                 w.lastLoud = i;

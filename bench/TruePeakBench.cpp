@@ -83,7 +83,7 @@ BENCHMARK (BM_TruePeak16x16)->Unit (benchmark::kMicrosecond);
 BENCHMARK (BM_TruePeak8x32)->Unit (benchmark::kMicrosecond);
 BENCHMARK (BM_TruePeak4x64)->Unit (benchmark::kMicrosecond);
 
-// Each instruction set on its own: argument 0 portable, 1 SSE2, 2 AVX.
+// Each instruction set on its own: argument 0 portable, 1 SSE2, 2 AVX, 3 AVX-512.
 static void BM_TruePeak16x16Kernel (benchmark::State& state)
 {
     runTruePeak<16, 16> (state, truepeak::prototypeB, (int) state.range (0));
@@ -92,8 +92,8 @@ static void BM_TruePeak4x64Kernel (benchmark::State& state)
 {
     runTruePeak<4, 64> (state, truepeak::prototypeD, (int) state.range (0));
 }
-BENCHMARK (BM_TruePeak16x16Kernel)->DenseRange (0, 2)->Unit (benchmark::kMicrosecond);
-BENCHMARK (BM_TruePeak4x64Kernel)->DenseRange (0, 2)->Unit (benchmark::kMicrosecond);
+BENCHMARK (BM_TruePeak16x16Kernel)->DenseRange (0, 3)->Unit (benchmark::kMicrosecond);
+BENCHMARK (BM_TruePeak4x64Kernel)->DenseRange (0, 3)->Unit (benchmark::kMicrosecond);
 
 // Stereo frames, argument 0 one channel after the other, 1 through the paired feed.
 static void BM_TruePeakStereo16x16 (benchmark::State& state)

@@ -200,6 +200,23 @@ public:
         return rollingPeak;
     }
 
+    // rollingPeakStep for magnitudes that never fall and are never negative since the window
+    // was last filled with zeros, such as the record sample peak of a walk: the largest in
+    // the window is then always the one just written, and a renewal needs no search.
+    float risingPeakStep (float magnitude)
+    {
+        peakRing.get()[peakWrite] = magnitude;
+        if (peakCount == peakHop + startCount)
+        {
+            rollingPeak = magnitude;
+            peakCount = startCount;
+        }
+        if (++peakWrite == peakLength)
+            peakWrite = 0;
+        ++peakCount;
+        return rollingPeak;
+    }
+
     // Appends a short-term level to the history and renews the range from all of it.
     // The history may be emptied from outside between calls; it is otherwise only grown here.
     float updateLoudnessRange (float shortTermLevel);

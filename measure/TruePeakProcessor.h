@@ -8,6 +8,7 @@
     #if defined(__GNUC__) && defined(__x86_64__)
         #include <immintrin.h>
         #define ORVANE_TRUEPEAK_AVX 1
+        #define ORVANE_TRUEPEAK_AVX512 1
     #endif
 #endif
 
@@ -37,7 +38,8 @@ enum class TruePeakKernel
 {
     portable,
     sse2,
-    avx
+    avx,
+    avx512
 };
 
 // Each phase's output is the sum, newest sample first, of coefficient k times the sample k
@@ -50,8 +52,8 @@ enum class TruePeakKernel
 // always lie side by side and no tap needs a wrap. (One place more than the taps need lets
 // two samples in a row be stored before either is summed.) The coefficients are also kept
 // tap-major (`bank`, which is the prototype in its own order: the P phases' tap 0, then
-// their tap 1, ...), so all P sums advance together, two (SSE2) or four (AVX) phases to a
-// vector register. Each phase still adds its products one at a time in the same order, with
+// their tap 1, ...), so all P sums advance together, two (SSE2), four (AVX) or eight
+// (AVX-512, when P is a multiple of eight) phases to a vector register. Each phase still adds its products one at a time in the same order, with
 // a separate multiply and add, so the outputs are the same to the last bit as those of the
 // sums written out phase by phase. `kernel` names the instruction set used; the fastest the
 // processor has is chosen at construction.
@@ -65,7 +67,9 @@ enum class TruePeakKernel
 //
 // The multiplies and adds are kept apart on purpose: a fused multiply-add rounds once where
 // the sums round twice, so the code is built for the x86-64 baseline and the AVX kernel
-// enables AVX alone, not FMA.
+// enables AVX alone, not FMA. The AVX-512 kernel's instruction set has FMA: its multiplies
+// and adds are written with the rounding-mode forms, which the compiler never fuses (their
+// all-lanes masks only keep GCC 12 from warning about an unset pass-through operand).
 template <int P, int T>
 class TruePeakProcessor : public TruePeakProcessorBase
 {
@@ -159,11 +163,24 @@ public:
             return available;
         }
 #endif
+#if defined(ORVANE_TRUEPEAK_AVX512)
+        if (k == Kernel::avx512 && P % 8 == 0)
+        {
+            static const bool available = []
+            {
+                __builtin_cpu_init();
+                return __builtin_cpu_supports ("avx512f") != 0;
+            }();
+            return available;
+        }
+#endif
         return false;
     }
 
     static Kernel fastestKernel()
     {
+        if (kernelAvailable (Kernel::avx512))
+            return Kernel::avx512;
         if (kernelAvailable (Kernel::avx))
             return Kernel::avx;
         if (kernelAvailable (Kernel::sse2))
@@ -224,6 +241,8 @@ private:
     // Whether two streams' sums fit the vector registers together.
     static bool pairsFit (Kernel k)
     {
+        if (k == Kernel::avx512)
+            return P / 8 * 2 <= 16;
         if (k == Kernel::avx)
             return P / 4 * 2 <= 8;
         if (k == Kernel::sse2)
@@ -234,8 +253,14 @@ private:
     template <int S>
     void sums (const Stream* streams, float* estimates)
     {
+#if defined(ORVANE_TRUEPEAK_AVX512)
+        if constexpr (P % 8 == 0)
+            if (kernel == Kernel::avx512)
+                return sumsAvx512<S> (streams, estimates);
+#endif
 #if defined(ORVANE_TRUEPEAK_AVX)
-        if (kernel == Kernel::avx)
+        // Fewer than eight phases run on AVX even where AVX-512 was asked for.
+        if (kernel == Kernel::avx || kernel == Kernel::avx512)
             return sumsAvx<S> (streams, estimates);
 #endif
 #if defined(ORVANE_TRUEPEAK_SSE2)
@@ -352,6 +377,45 @@ private:
                 const __m128 four = _mm256_cvtpd_ps (y[s][j]);
                 _mm_storeu_ps (out + 4 * j, four);
                 largest = keepLarger (magnitudes (four), largest);
+            }
+            estimates[s] = static_cast<float> (P) * largestLane (largest);
+        }
+    }
+#endif
+
+#if defined(ORVANE_TRUEPEAK_AVX512)
+    template <int S>
+    __attribute__ ((target ("avx512f"))) static void sumsAvx512 (const Stream* streams, float* estimates)
+    {
+        constexpr int G = P / 8;
+        constexpr __mmask8 all = 0xff;
+        constexpr int current = _MM_FROUND_CUR_DIRECTION;
+        __m512d y[static_cast<std::size_t> (S)][static_cast<std::size_t> (G)];
+        for (auto& stream : y)
+            for (auto& v : stream)
+                v = _mm512_setzero_pd();
+        for (int k = 0; k < T; ++k)
+        {
+            for (int s = 0; s < S; ++s)
+            {
+                const __m512d h = _mm512_set1_pd (streams[s].newest[-k]);
+                const double* c = streams[s].bank + k * P;
+                for (int j = 0; j < G; ++j)
+                    y[s][j] = _mm512_maskz_add_round_pd (
+                        all, y[s][j], _mm512_maskz_mul_round_pd (all, _mm512_loadu_pd (c + 8 * j), h, current), current);
+            }
+        }
+
+        for (int s = 0; s < S; ++s)
+        {
+            float* out = streams[s].outputs;
+            __m128 largest = _mm_setzero_ps();
+            for (int j = 0; j < G; ++j)
+            {
+                const __m256 eight = _mm512_maskz_cvtpd_ps (all, y[s][j]);
+                _mm256_storeu_ps (out + 8 * j, eight);
+                largest = keepLarger (magnitudes (_mm256_castps256_ps128 (eight)), largest);
+                largest = keepLarger (magnitudes (_mm256_extractf128_ps (eight, 1)), largest);
             }
             estimates[s] = static_cast<float> (P) * largestLane (largest);
         }

@@ -461,6 +461,22 @@ TEST (RollingPeak, HoldsTheLargestMagnitudeOfTheLastThreeSecondsFromItsHopIndexO
         p->rollingPeakStep (p->peakRing[(size_t) p->peakWrite]);
         ASSERT_EQ (p->rollingPeak, largest) << round;
     }
+
+    // Fed a record peak (never falling, from zeros), the search-free step gives the same
+    // values at every step, across hops and ring wraps.
+    auto searching = makeProcessor (1000.0), rising = makeProcessor (1000.0);
+    for (auto* q : { searching.get(), rising.get() })
+    {
+        startAnalysis (*q);
+        std::fill (q->peakRing.get(), q->peakRing.get() + q->peakLength, 0.0f);
+    }
+    float record = 0.0f;
+    for (int i = 0; i < 4 * searching->peakLength; ++i)
+    {
+        if (std::uniform_int_distribution<int> (0, 99) (gen) == 0)
+            record = std::max (record, std::uniform_real_distribution<float> (0.0f, 2.0f) (gen));
+        ASSERT_EQ (rising->risingPeakStep (record), searching->rollingPeakStep (record)) << i;
+    }
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -80,7 +80,7 @@ using Kernel = TruePeakKernel;
 std::vector<Kernel> kernelsHere()
 {
     std::vector<Kernel> kernels;
-    for (Kernel k : { Kernel::portable, Kernel::sse2, Kernel::avx })
+    for (Kernel k : { Kernel::portable, Kernel::sse2, Kernel::avx, Kernel::avx512 })
         if (TruePeakProcessor<16, 16>::kernelAvailable (k))
             kernels.push_back (k);
     return kernels;
@@ -92,6 +92,7 @@ const char* nameOf (Kernel k)
     {
         case Kernel::sse2: return "SSE2";
         case Kernel::avx: return "AVX";
+        case Kernel::avx512: return "AVX-512";
         default: return "portable";
     }
 }

@@ -1,0 +1,63 @@
+#include "analysis/FFmpegLibrary.h"
+
+#include <juce_core/juce_core.h>
+
+#include <array>
+
+namespace ffmpeg
+{
+namespace
+{
+// The file name of a library whose interface has the given major version, as the platform
+// spells it.
+juce::String fileName (const char* base, int major)
+{
+#if JUCE_WINDOWS
+    return juce::String (base) + "-" + juce::String (major) + ".dll";
+#elif JUCE_MAC
+    return "lib" + juce::String (base) + "." + juce::String (major) + ".dylib";
+#else
+    return "lib" + juce::String (base) + ".so." + juce::String (major);
+#endif
+}
+
+struct Loaded
+{
+    // Dependencies first; each stays open for the life of the process.
+    std::array<juce::DynamicLibrary, 4> handles;
+    Library functions;
+    bool complete = false;
+
+    Loaded()
+    {
+        const std::array<juce::String, 4> names { fileName ("avutil", LIBAVUTIL_VERSION_MAJOR),
+                                                  fileName ("swresample", LIBSWRESAMPLE_VERSION_MAJOR),
+                                                  fileName ("avcodec", LIBAVCODEC_VERSION_MAJOR),
+                                                  fileName ("avformat", LIBAVFORMAT_VERSION_MAJOR) };
+        for (size_t i = 0; i < names.size(); ++i)
+            if (! handles[i].open (names[i]))
+                return;
+
+        auto find = [this] (const char* name) -> void*
+        {
+            for (auto& handle : handles)
+                if (void* f = handle.getFunction (name))
+                    return f;
+            return nullptr;
+        };
+        complete = true;
+#define ORVANE_FFMPEG_FIND(name)                                                                       \
+    functions.name = reinterpret_cast<decltype (functions.name)> (find (#name));                       \
+    complete = complete && functions.name != nullptr;
+        ORVANE_FFMPEG_FUNCTIONS (ORVANE_FFMPEG_FIND)
+#undef ORVANE_FFMPEG_FIND
+    }
+};
+} // namespace
+
+const Library* library()
+{
+    static const Loaded loaded;
+    return loaded.complete ? &loaded.functions : nullptr;
+}
+} // namespace ffmpeg

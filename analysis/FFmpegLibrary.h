@@ -1,0 +1,70 @@
+#pragma once
+
+extern "C"
+{
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/mem.h>
+#include <libswresample/swresample.h>
+}
+
+// The FFmpeg functions the MP3 and Windows Media reader calls, reached through libraries that
+// are loaded the first time a file needs them. A check of WAV, AIFF or FLAC files never loads
+// them: with the hundred-odd libraries FFmpeg's own depend on, that saves tens of
+// milliseconds and megabytes on every start.
+namespace ffmpeg
+{
+#define ORVANE_FFMPEG_FUNCTIONS(X)                                                                     \
+    X (av_log_set_level)                                                                               \
+    X (av_malloc)                                                                                      \
+    X (av_free)                                                                                        \
+    X (av_freep)                                                                                       \
+    X (av_rescale_q)                                                                                   \
+    X (av_channel_layout_copy)                                                                         \
+    X (av_channel_layout_compare)                                                                      \
+    X (av_channel_layout_uninit)                                                                       \
+    X (av_frame_alloc)                                                                                 \
+    X (av_frame_free)                                                                                  \
+    X (av_frame_unref)                                                                                 \
+    X (av_frame_get_side_data)                                                                         \
+    X (av_packet_alloc)                                                                                \
+    X (av_packet_free)                                                                                 \
+    X (av_packet_unref)                                                                                \
+    X (av_packet_get_side_data)                                                                        \
+    X (avcodec_find_decoder)                                                                           \
+    X (avcodec_alloc_context3)                                                                         \
+    X (avcodec_free_context)                                                                           \
+    X (avcodec_open2)                                                                                  \
+    X (avcodec_flush_buffers)                                                                          \
+    X (avcodec_send_packet)                                                                            \
+    X (avcodec_receive_frame)                                                                          \
+    X (avcodec_parameters_alloc)                                                                       \
+    X (avcodec_parameters_free)                                                                        \
+    X (avcodec_parameters_copy)                                                                        \
+    X (avcodec_parameters_to_context)                                                                  \
+    X (avformat_alloc_context)                                                                         \
+    X (avformat_open_input)                                                                            \
+    X (avformat_find_stream_info)                                                                      \
+    X (avformat_close_input)                                                                           \
+    X (av_read_frame)                                                                                  \
+    X (avio_alloc_context)                                                                             \
+    X (avio_context_free)                                                                              \
+    X (avio_feof)                                                                                      \
+    X (swr_alloc_set_opts2)                                                                            \
+    X (swr_init)                                                                                       \
+    X (swr_convert)                                                                                    \
+    X (swr_free)
+
+struct Library
+{
+#define ORVANE_FFMPEG_POINTER(name) decltype (&::name) name = nullptr;
+    ORVANE_FFMPEG_FUNCTIONS (ORVANE_FFMPEG_POINTER)
+#undef ORVANE_FFMPEG_POINTER
+};
+
+// The functions, loaded on the first call; null, on every call, when a library or one of the
+// functions could not be found.
+const Library* library();
+} // namespace ffmpeg
