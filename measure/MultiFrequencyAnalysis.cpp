@@ -524,9 +524,22 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             const int from = done;
             for (int b = 0; b < numBands; ++b)
             {
-                stereoTyped[(size_t) b]->integratedFill (run, [&] (int k) { return stereoPower (b, from + k); });
-                midTyped[(size_t) b]->integratedFill (run, [&] (int k) { return midPower (b, from + k); });
-                sideTyped[(size_t) b]->integratedFill (run, [&] (int k) { return sidePower (b, from + k); });
+                // The powers written out per layout, so that each fill is one plain loop the
+                // compiler can run in vectors (the same operations on every element).
+                const float* l = bandLeft (b) + from;
+                const float* r = bandRight (b) + from;
+                if (stereo)
+                {
+                    stereoTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return l[k] * l[k] + r[k] * r[k]; });
+                    midTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return (l[k] + r[k]) * (l[k] + r[k]); });
+                    sideTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return (l[k] - r[k]) * (l[k] - r[k]); });
+                }
+                else
+                {
+                    stereoTyped[(size_t) b]->integratedFill (run, [l] (int k) { return l[k] * l[k]; });
+                    midTyped[(size_t) b]->integratedFill (run, [] (int) { return 0.0f; });
+                    sideTyped[(size_t) b]->integratedFill (run, [] (int) { return 0.0f; });
+                }
             }
             done += run;
             continue;
