@@ -14,6 +14,8 @@
 #include <future>
 #include <limits>
 #include <mutex>
+#include <optional>
+#include <thread>
 
 #include <sys/mman.h>
 
@@ -116,6 +118,162 @@ enum class Layout
     other
 };
 
+// A walk's buckets: the first holds bucketLength + 1 frames, each later one bucketLength, and
+// the last frame of the walk ends one whatever it holds. Counts like the walk's own counter.
+struct BucketCounter
+{
+    int length;
+    int counter = 0;
+
+    // Whether frame i, of a walk that ends before endSample, ends a bucket; moves on a frame.
+    bool ends (int i, int endSample)
+    {
+        const bool end = counter == length || i == endSample - 1;
+        if (end)
+            counter = 0;
+        ++counter;
+        return end;
+    }
+};
+
+// The true-peak estimates of a walk, made on a thread of their own beside it: only each
+// bucket's largest estimate is kept, and the walk takes them as it reaches each bucket's end.
+// The processors take every frame, as in a walk that made the estimates itself, so they end
+// with the same history.
+//
+// Only the largest estimate of a bucket is kept, and none is larger than `ceiling` times the
+// largest sample magnitude among the last `taps` frames. So while no frame since lastLoud
+// could beat what the bucket holds, the sums are left out. lastLoud starts on the frame before
+// the walk (the history before it is unknown) and moves to a bucket's end, whose largest
+// starts again from 0.
+class TruePeakScan
+{
+public:
+    TruePeakScan (Track& t, const float* leftSamples, const float* rightSamples, int start, int end, int bucketLength,
+                  FrameSupply* frameSupply)
+        : track (t), left (leftSamples), right (t.numChannels == 2 ? rightSamples : nullptr), startSample (start),
+          endSample (end), buckets (bucketLength), supply (frameSupply),
+          largest (new float[(size_t) ((end - start) / std::max (bucketLength, 1) + 3)])
+    {
+        auto& m = *track.model;
+        ceiling = m.leftTruePeak->estimateCeiling();
+        taps = m.leftTruePeak->tapCount();
+        if (right != nullptr)
+        {
+            ceiling = std::max (ceiling, m.rightTruePeak->estimateCeiling());
+            taps = std::max (taps, m.rightTruePeak->tapCount());
+            feed = truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak);
+        }
+        worker = std::thread ([this] { run(); });
+    }
+
+    ~TruePeakScan()
+    {
+        stopRequested = true;
+        worker.join();
+    }
+
+    // Waits until bucket k of the walk is scanned and gives its largest estimate; 0 when the
+    // scan stopped before it (an abort, or a supply that closed early).
+    float bucketLargest (int k)
+    {
+        for (;;)
+        {
+            const int now = state.load (std::memory_order_acquire);
+            if (now / 2 > k)
+                return largest[(size_t) k];
+            if ((now & stoppedBit) != 0)
+                return 0.0f;
+            state.wait (now, std::memory_order_acquire);
+        }
+    }
+
+private:
+    // `state` holds twice the buckets scanned, plus stoppedBit once the scan has ended early.
+    static constexpr int stoppedBit = 1;
+
+    void publish (int value)
+    {
+        state.store (value, std::memory_order_release);
+        state.notify_all();
+    }
+
+    void run()
+    {
+        auto& m = *track.model;
+        auto& leftTruePeak = *m.leftTruePeak;
+        auto& rightTruePeak = *m.rightTruePeak;
+        BucketCounter counter { buckets };
+        float bucketTruePeak = 0.0f;
+        int lastLoud = startSample - 1;
+        int bucket = 0;
+        int available = supply == nullptr ? endSample : 0;
+
+        for (int i = startSample; i < endSample; ++i)
+        {
+            if (track.abortRequested || stopRequested)
+                return publish (2 * bucket + stoppedBit);
+            if (available <= i)
+            {
+                available = supply->waitFor (std::min (endSample, i + Track::readBlock));
+                if (available <= i)
+                    return publish (2 * bucket + stoppedBit);
+            }
+
+            const float L = left[i];
+            const float R = right != nullptr ? right[i] : 0.0f;
+            const float magnitude = std::max (std::abs (L), std::abs (R));
+            if ((double) magnitude * ceiling > (double) bucketTruePeak)
+                lastLoud = i;
+            const bool quiet = i - lastLoud >= taps;
+            float t = 0.0f;
+            if (right != nullptr)
+            {
+                if (quiet)
+                {
+                    leftTruePeak.skip (L);
+                    rightTruePeak.skip (R);
+                }
+                else
+                {
+                    float r = 0.0f;
+                    feed (leftTruePeak, rightTruePeak, L, R, t, r);
+                    t = std::max (t, r);
+                }
+            }
+            else
+            {
+                if (quiet)
+                    leftTruePeak.skip (L);
+                else
+                    t = leftTruePeak.process (L);
+            }
+            bucketTruePeak = std::max (bucketTruePeak, t);
+
+            if (counter.ends (i, endSample))
+            {
+                largest[(size_t) bucket] = bucketTruePeak;
+                publish (2 * ++bucket);
+                bucketTruePeak = 0.0f;
+                lastLoud = i;
+            }
+        }
+    }
+
+    Track& track;
+    const float* left;
+    const float* right;
+    int startSample, endSample, buckets;
+    FrameSupply* supply;
+    std::unique_ptr<float[]> largest;
+    double ceiling = 0.0;
+    int taps = 0;
+    StereoTruePeakFeed feed = nullptr;
+    std::atomic<int> state { 0 };
+    std::atomic<bool> stopRequested { false };
+    std::thread worker;
+};
+
 // What the frame walk works on, and the state it carries from frame to frame: the records
 // of the point being built and the range and ring counters.
 struct Walk
@@ -129,7 +287,8 @@ struct Walk
     int endSample;
     int bucketLength;
     float progressBase;
-    StereoTruePeakFeed stereoTruePeak;
+    // Null for a reference track, whose walk makes no true-peak estimates.
+    TruePeakScan* truePeak;
     // During a load the walk follows the decoder: frames are taken only once the supply has
     // them, and progress goes to `walked` (the load thread owns the track's progress).
     FrameSupply* supply = nullptr;
@@ -138,20 +297,11 @@ struct Walk
     float bucketShortTerm = minusInfinity;
     float bucketIntegrated = minusInfinity;
     float bucketSamplePeak = 0.0f;
-    float bucketTruePeak = 0.0f;
     float bucketRange = plusInfinity;
-    int bucketCounter = 0;
+    BucketCounter buckets { bucketLength };
+    int bucketIndex = 0;
     int rangeCounter = 0;
     int ringIndex = 0;
-
-    // Only the largest true-peak estimate of a bucket is kept, and none is larger than
-    // truePeakCeiling times the largest sample magnitude among the last truePeakTaps frames.
-    // So while no frame since lastLoud could beat what the bucket holds, the sums are left
-    // out. lastLoud starts on the frame before the walk (the history before it is unknown)
-    // and moves to a bucket's end, whose largest starts again from 0.
-    double truePeakCeiling = 0.0;
-    int truePeakTaps = 0;
-    int lastLoud = 0;
 
     // The value progress has after frame i.
     float progressAt (int i) const { return walkProgress (i, startSample, endSample, progressBase); }
@@ -251,34 +401,6 @@ int walkFrames (Walk& w)
             // that never falls, the window's largest is the value just fed.
             const float P = loudness.risingPeakStep (r.samplePeak);
 
-            if ((double) magnitude * w.truePeakCeiling > (double) w.bucketTruePeak)
-                w.lastLoud = i;
-            const bool quiet = i - w.lastLoud >= w.truePeakTaps;
-            float t = 0.0f;
-            if constexpr (layout == Layout::stereo)
-            {
-                if (quiet)
-                {
-                    m.leftTruePeak->skip (L);
-                    m.rightTruePeak->skip (R);
-                }
-                else
-                {
-                    float right = 0.0f;
-                    w.stereoTruePeak (*m.leftTruePeak, *m.rightTruePeak, L, R, t, right);
-                    t = std::max (t, right);
-                }
-            }
-            else
-            {
-                if (quiet)
-                    m.leftTruePeak->skip (L);
-                else
-                    t = m.leftTruePeak->process (L);
-            }
-            r.truePeakLinear = std::max (r.truePeakLinear, t);
-            w.bucketTruePeak = std::max (w.bucketTruePeak, t);
-
             const int remaining = endSample - i;
             const bool onGrid = untilStep == 0;
             if (untilStep >= 0 && --untilStep < 0)
@@ -308,23 +430,24 @@ int walkFrames (Walk& w)
             }
         }
 
-        if (w.bucketCounter == w.bucketLength || i == endSample - 1)
+        if (w.buckets.ends (i, endSample))
         {
+            // The record true peak is the largest of the buckets' largest estimates.
+            const float bucketTruePeak = reference ? 0.0f : w.truePeak->bucketLargest (w.bucketIndex);
+            r.truePeakLinear = std::max (r.truePeakLinear, bucketTruePeak);
+            ++w.bucketIndex;
+
             r.shortTermPoints.push_back (w.bucketShortTerm);
             r.integratedPoints.push_back (w.bucketIntegrated);
             r.samplePeakPoints.push_back (20.0f * std::log10 (w.bucketSamplePeak));
-            r.truePeakPoints.push_back (20.0f * std::log10 (w.bucketTruePeak));
+            r.truePeakPoints.push_back (20.0f * std::log10 (bucketTruePeak));
             r.loudnessRangePoints.push_back (w.bucketRange);
 
             w.bucketShortTerm = minusInfinity;
             w.bucketIntegrated = minusInfinity;
             w.bucketSamplePeak = 0.0f;
-            w.bucketTruePeak = 0.0f;
-            w.lastLoud = i;
             w.bucketRange = plusInfinity;
-            w.bucketCounter = 0;
         }
-        ++w.bucketCounter;
 
         if (--untilProgress < 0 || i == endSample - 1)
         {
@@ -381,18 +504,14 @@ int walkRange (Track& track, int startSample, int endSample, AllReadings& r, flo
         r.clear();
     }
 
+    // The true-peak estimates run ahead on their own thread; it ends before this returns.
+    std::optional<TruePeakScan> truePeak;
+    if (! track.isReference)
+        truePeak.emplace (track, track.leftChannel.get(), track.rightChannel.get(), startSample, endSample, bucketLength,
+                          supply);
+
     Walk w { track, m, r, track.leftChannel.get(), track.rightChannel.get(), startSample, endSample, bucketLength,
-             progressBase,
-             track.numChannels == 2 ? truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak) : nullptr,
-             supply, walked };
-    w.truePeakCeiling = m.leftTruePeak->estimateCeiling();
-    w.truePeakTaps = m.leftTruePeak->tapCount();
-    if (track.numChannels == 2)
-    {
-        w.truePeakCeiling = std::max (w.truePeakCeiling, m.rightTruePeak->estimateCeiling());
-        w.truePeakTaps = std::max (w.truePeakTaps, m.rightTruePeak->tapCount());
-    }
-    w.lastLoud = startSample - 1;
+             progressBase, truePeak ? &*truePeak : nullptr, supply, walked };
     return track.isReference ? walkFrames<true> (w, track.numChannels) : walkFrames<false> (w, track.numChannels);
 }
 
