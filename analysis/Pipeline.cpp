@@ -125,10 +125,13 @@ struct BucketCounter
     int length;
     int counter = 0;
 
-    // Whether frame i, of a walk that ends before endSample, ends a bucket; moves on a frame.
+    // Whether frame i, of a walk that ends before endSample, ends a bucket.
+    bool endsAt (int i, int endSample) const { return counter == length || i == endSample - 1; }
+
+    // The same, and moves on a frame.
     bool ends (int i, int endSample)
     {
-        const bool end = counter == length || i == endSample - 1;
+        const bool end = endsAt (i, endSample);
         if (end)
             counter = 0;
         ++counter;
@@ -163,7 +166,9 @@ public:
             ceiling = std::max (ceiling, m.rightTruePeak->estimateCeiling());
             taps = std::max (taps, m.rightTruePeak->tapCount());
             feed = truepeak::stereoFeedFor (*m.leftTruePeak, *m.rightTruePeak);
+            feedTwo = truepeak::stereoTwoFrameFeedFor (*m.leftTruePeak, *m.rightTruePeak);
         }
+        feedTwoOfOne = truepeak::twoFrameFeedFor (*m.leftTruePeak);
         worker = std::thread ([this] { run(); });
     }
 
@@ -220,6 +225,64 @@ private:
                     return publish (2 * bucket + stoppedBit);
             }
 
+            // Two frames at a time where the first doesn't end a bucket: their sums run side by
+            // side. Whether the second is loud is asked before the first's estimate is in, so
+            // the pair is summed whenever either frame would be; a frame summed that could
+            // have been left out cannot raise the bucket's largest.
+            if (i + 1 < available && ! counter.endsAt (i, endSample))
+            {
+                const float L0 = left[i], L1 = left[i + 1];
+                const float R0 = right != nullptr ? right[i] : 0.0f;
+                const float R1 = right != nullptr ? right[i + 1] : 0.0f;
+                if ((double) std::max (std::abs (L0), std::abs (R0)) * ceiling > (double) bucketTruePeak)
+                    lastLoud = i;
+                if ((double) std::max (std::abs (L1), std::abs (R1)) * ceiling > (double) bucketTruePeak)
+                    lastLoud = i + 1;
+                const bool quiet = i - lastLoud >= taps;
+                float t0 = 0.0f, t1 = 0.0f;
+                if (right != nullptr)
+                {
+                    if (quiet)
+                    {
+                        leftTruePeak.skip (L0);
+                        rightTruePeak.skip (R0);
+                        leftTruePeak.skip (L1);
+                        rightTruePeak.skip (R1);
+                    }
+                    else
+                    {
+                        float e[4];
+                        feedTwo (leftTruePeak, rightTruePeak, L0, R0, L1, R1, e);
+                        t0 = std::max (e[0], e[1]);
+                        t1 = std::max (e[2], e[3]);
+                    }
+                }
+                else
+                {
+                    if (quiet)
+                    {
+                        leftTruePeak.skip (L0);
+                        leftTruePeak.skip (L1);
+                    }
+                    else
+                    {
+                        feedTwoOfOne (leftTruePeak, L0, L1, t0, t1);
+                    }
+                }
+                bucketTruePeak = std::max (bucketTruePeak, t0);
+                counter.ends (i, endSample);
+                bucketTruePeak = std::max (bucketTruePeak, t1);
+                if (counter.ends (i + 1, endSample))
+                {
+                    largest[(size_t) bucket] = bucketTruePeak;
+                    publish (2 * ++bucket);
+                    bucketTruePeak = 0.0f;
+                    lastLoud = i + 1;
+                }
+                ++i;
+                continue;
+            }
+
             const float L = left[i];
             const float R = right != nullptr ? right[i] : 0.0f;
             const float magnitude = std::max (std::abs (L), std::abs (R));
@@ -269,6 +332,8 @@ private:
     double ceiling = 0.0;
     int taps = 0;
     StereoTruePeakFeed feed = nullptr;
+    StereoTruePeakTwoFrameFeed feedTwo = nullptr;
+    TruePeakTwoFrameFeed feedTwoOfOne = nullptr;
     std::atomic<int> state { 0 };
     std::atomic<bool> stopRequested { false };
     std::thread worker;

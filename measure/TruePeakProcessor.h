@@ -144,6 +144,42 @@ public:
         second = estimates[1];
     }
 
+    // The same as first = process (a), then second = process (b): two frames of one channel,
+    // summed side by side.
+    void processTwo (float a, float b, float& first, float& second)
+    {
+        const double* newestA = store (a);
+        const double* newestB = store (b);
+        const Stream streams[2] { { bank, newestA, outputs }, { bank, newestB, outputs } };
+        float estimates[2];
+        sums<2> (streams, estimates);
+        first = estimates[0];
+        second = estimates[1];
+    }
+
+    // The same as processPair (other, a0, b0, ...) and then processPair (other, a1, b1, ...):
+    // two frames of two channels. `estimates` takes a0's, b0's, a1's and b1's. All four sums
+    // run side by side where the registers allow it and other is not this very processor
+    // (a ring holds only two samples that are not yet summed).
+    void processTwoPairs (TruePeakProcessor& other, float a0, float b0, float a1, float b1, float* estimates)
+    {
+        if (&other == this || ! quadsFit (kernel))
+        {
+            processPair (other, a0, b0, estimates[0], estimates[1]);
+            processPair (other, a1, b1, estimates[2], estimates[3]);
+            return;
+        }
+        const double* newestA0 = store (a0);
+        const double* newestA1 = store (a1);
+        const double* newestB0 = other.store (b0);
+        const double* newestB1 = other.store (b1);
+        const Stream streams[4] { { bank, newestA0, outputs },
+                                  { other.bank, newestB0, other.outputs },
+                                  { bank, newestA1, outputs },
+                                  { other.bank, newestB1, other.outputs } };
+        sums<4> (streams, estimates);
+    }
+
     static bool kernelAvailable (Kernel k)
     {
         if (k == Kernel::portable)
@@ -236,6 +272,18 @@ private:
         window[at + ringLength] = x;
         historyPosition = historyPosition + 1 == T ? 0 : historyPosition + 1;
         return window + at + ringLength;
+    }
+
+    // Whether four streams' sums fit the vector registers together.
+    static bool quadsFit (Kernel k)
+    {
+        if (k == Kernel::avx512 && P % 8 == 0)
+            return P / 8 * 4 <= 16;
+        if (k == Kernel::avx || k == Kernel::avx512)
+            return P / 4 * 4 <= 8;
+        if (k == Kernel::sse2)
+            return P / 2 * 4 <= 8;
+        return true;
     }
 
     // Whether two streams' sums fit the vector registers together.
@@ -429,6 +477,11 @@ private:
 // channels' sums can share a pass.
 using StereoTruePeakFeed = void (*) (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l, float r,
                                      float& leftEstimate, float& rightEstimate);
+// Two frames in a row the same way: the estimates of l0, r0, l1 and r1, in that order.
+using StereoTruePeakTwoFrameFeed = void (*) (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l0,
+                                             float r0, float l1, float r1, float* estimates);
+// Two frames in a row of one channel.
+using TruePeakTwoFrameFeed = void (*) (TruePeakProcessorBase& channel, float a, float b, float& first, float& second);
 
 namespace truepeak
 {
@@ -448,6 +501,33 @@ void feedPaired (TruePeakProcessorBase& left, TruePeakProcessorBase& right, floa
 }
 
 template <int P, int T>
+void feedTwoPaired (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l0, float r0, float l1, float r1,
+                    float* estimates)
+{
+    using Processor = TruePeakProcessor<P, T>;
+    static_cast<Processor&> (left).processTwoPairs (static_cast<Processor&> (right), l0, r0, l1, r1, estimates);
+}
+
+inline void feedTwoOneByOne (TruePeakProcessorBase& left, TruePeakProcessorBase& right, float l0, float r0, float l1,
+                             float r1, float* estimates)
+{
+    feedOneByOne (left, right, l0, r0, estimates[0], estimates[1]);
+    feedOneByOne (left, right, l1, r1, estimates[2], estimates[3]);
+}
+
+template <int P, int T>
+void feedTwoFrames (TruePeakProcessorBase& channel, float a, float b, float& first, float& second)
+{
+    static_cast<TruePeakProcessor<P, T>&> (channel).processTwo (a, b, first, second);
+}
+
+inline void feedTwoFramesOneByOne (TruePeakProcessorBase& channel, float a, float b, float& first, float& second)
+{
+    first = channel.process (a);
+    second = channel.process (b);
+}
+
+template <int P, int T>
 bool bothAre (TruePeakProcessorBase& left, TruePeakProcessorBase& right)
 {
     return dynamic_cast<TruePeakProcessor<P, T>*> (&left) != nullptr
@@ -463,6 +543,28 @@ inline StereoTruePeakFeed stereoFeedFor (TruePeakProcessorBase& left, TruePeakPr
     if (bothAre<4, 64> (left, right))
         return feedPaired<4, 64>;
     return feedOneByOne;
+}
+
+inline StereoTruePeakTwoFrameFeed stereoTwoFrameFeedFor (TruePeakProcessorBase& left, TruePeakProcessorBase& right)
+{
+    if (bothAre<16, 16> (left, right))
+        return feedTwoPaired<16, 16>;
+    if (bothAre<8, 32> (left, right))
+        return feedTwoPaired<8, 32>;
+    if (bothAre<4, 64> (left, right))
+        return feedTwoPaired<4, 64>;
+    return feedTwoOneByOne;
+}
+
+inline TruePeakTwoFrameFeed twoFrameFeedFor (TruePeakProcessorBase& channel)
+{
+    if (dynamic_cast<TruePeakProcessor<16, 16>*> (&channel) != nullptr)
+        return feedTwoFrames<16, 16>;
+    if (dynamic_cast<TruePeakProcessor<8, 32>*> (&channel) != nullptr)
+        return feedTwoFrames<8, 32>;
+    if (dynamic_cast<TruePeakProcessor<4, 64>*> (&channel) != nullptr)
+        return feedTwoFrames<4, 64>;
+    return feedTwoFramesOneByOne;
 }
 } // namespace truepeak
 

@@ -403,16 +403,40 @@ void comparePairs (std::mt19937& rng, Kernel kernel, bool shared)
         literalLeft.process (v);
     }
 
+    // One frame of both channels, two frames of both, or two frames of the left alone, in a
+    // random order.
     const auto l = mixedSignal (rng, 900);
     const auto r = mixedSignal (rng, 900);
     for (size_t i = 0; i < l.size(); ++i)
     {
-        float a = 0.0f, b = 0.0f;
-        left.processPair (second, l[i], r[i], a, b);
-        const float expectedA = literalLeft.process (l[i]);
-        const float expectedB = literalSecond.process (r[i]);
-        ASSERT_EQ (bitsOf (a), bitsOf (expectedA)) << "frame " << i;
-        ASSERT_EQ (bitsOf (b), bitsOf (expectedB)) << "frame " << i;
+        const int way = i + 1 < l.size() ? std::uniform_int_distribution<int> (0, 2) (rng) : 0;
+        if (way == 0)
+        {
+            float a = 0.0f, b = 0.0f;
+            left.processPair (second, l[i], r[i], a, b);
+            const float expectedA = literalLeft.process (l[i]);
+            const float expectedB = literalSecond.process (r[i]);
+            ASSERT_EQ (bitsOf (a), bitsOf (expectedA)) << "frame " << i;
+            ASSERT_EQ (bitsOf (b), bitsOf (expectedB)) << "frame " << i;
+        }
+        else if (way == 1)
+        {
+            float e[4];
+            left.processTwoPairs (second, l[i], r[i], l[i + 1], r[i + 1], e);
+            const float expected[4] { literalLeft.process (l[i]), literalSecond.process (r[i]),
+                                      literalLeft.process (l[i + 1]), literalSecond.process (r[i + 1]) };
+            for (int k = 0; k < 4; ++k)
+                ASSERT_EQ (bitsOf (e[k]), bitsOf (expected[k])) << "two frames from " << i << ", estimate " << k;
+            ++i;
+        }
+        else
+        {
+            float a = 0.0f, b = 0.0f;
+            left.processTwo (l[i], l[i + 1], a, b);
+            ASSERT_EQ (bitsOf (a), bitsOf (literalLeft.process (l[i]))) << "left alone from " << i;
+            ASSERT_EQ (bitsOf (b), bitsOf (literalLeft.process (l[i + 1]))) << "left alone from " << i;
+            ++i;
+        }
         for (int p = 0; p < P; ++p)
         {
             ASSERT_EQ (bitsOf (left.outputs[p]), bitsOf (literalLeft.outputs[p])) << "frame " << i << " phase " << p;
@@ -435,7 +459,7 @@ void comparePairs (std::mt19937& rng, Kernel kernel, bool shared)
 }
 } // namespace
 
-TEST (TruePeakOracle, PairedChannelsMatchTheLiteralSumsOneAfterTheOther)
+TEST (TruePeakOracle, PairedChannelsAndFramesMatchTheLiteralSumsOneAfterTheOther)
 {
     std::mt19937 rng (1234);
     for (Kernel kernel : kernelsHere())
@@ -484,6 +508,24 @@ TEST (TruePeakOracle, StereoFeedPairsLikeProcessorsAndFallsBackForMixedOnes)
             feed (x, y, l[i], r[i], e, f);
             ASSERT_EQ (bitsOf (e), bitsOf (lx.process (l[i]))) << i;
             ASSERT_EQ (bitsOf (f), bitsOf (ly.process (r[i]))) << i;
+        }
+        // Two frames at a time: both channels, then the left alone.
+        const auto twoFrames = truepeak::stereoTwoFrameFeedFor (x, y);
+        const auto twoOfLeft = truepeak::twoFrameFeedFor (x);
+        for (size_t i = 0; i + 1 < l.size(); i += 2)
+        {
+            float e[4];
+            twoFrames (x, y, l[i], r[i], l[i + 1], r[i + 1], e);
+            const float expected[4] { lx.process (l[i]), ly.process (r[i]), lx.process (l[i + 1]), ly.process (r[i + 1]) };
+            for (int k = 0; k < 4; ++k)
+                ASSERT_EQ (bitsOf (e[k]), bitsOf (expected[k])) << i << ", estimate " << k;
+        }
+        for (size_t i = 0; i + 1 < l.size(); i += 2)
+        {
+            float e = 0.0f, f = 0.0f;
+            twoOfLeft (x, l[i], l[i + 1], e, f);
+            ASSERT_EQ (bitsOf (e), bitsOf (lx.process (l[i]))) << i;
+            ASSERT_EQ (bitsOf (f), bitsOf (lx.process (l[i + 1]))) << i;
         }
     };
     check (a, b, la, lb, "two 16 x 16");
