@@ -16,6 +16,8 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <type_traits>
+#include <vector>
 
 #include <sys/mman.h>
 
@@ -407,6 +409,16 @@ int walkFrames (Walk& w)
     // Frames that may be read: a step measures up to stepLength frames ahead of its first.
     int available = w.supply == nullptr ? endSample : 0;
 
+    // The powers are made a run of frames ahead of the measures that take them, so that the
+    // short-term renewals among them can be summed side by side before the run is stepped.
+    using Loudness = std::remove_reference_t<decltype (loudness)>;
+    const int runLength = std::max (1, Loudness::maxAhead * loudness.shortTermHop);
+    std::vector<float> weightedRun ((size_t) runLength), unweightedRun ((size_t) runLength);
+    int runStart = w.startSample, runEnd = w.startSample;
+    int renewalAt[Loudness::maxAhead];
+    float renewalSum[Loudness::maxAhead];
+    int renewals = 0, nextRenewal = 0;
+
     for (int i = w.startSample; i < endSample; ++i)
     {
         if (track.abortRequested)
@@ -425,20 +437,38 @@ int walkFrames (Walk& w)
         const float L = leftSamples[i];
         const float R = layout == Layout::stereo ? rightSamples[i] : 0.0f;
 
-        float weighted = 0.0f, unweighted = 0.0f;
-        if constexpr (layout == Layout::stereo)
+        if (i == runEnd)
         {
-            weighted = loudness.kWeightedPower (L, R);
-            unweighted = plain.plainPower (L, R);
+            runStart = i;
+            runEnd = std::min ({ endSample, available, i + runLength });
+            for (int k = runStart; k < runEnd; ++k)
+            {
+                float weighted = 0.0f, unweighted = 0.0f;
+                if constexpr (layout == Layout::stereo)
+                {
+                    weighted = loudness.kWeightedPower (leftSamples[k], rightSamples[k]);
+                    unweighted = plain.plainPower (leftSamples[k], rightSamples[k]);
+                }
+                else if constexpr (layout == Layout::mono)
+                {
+                    const float x = leftSamples[k];
+                    const float y = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (x));
+                    weighted = y * y;
+                    unweighted = x * x;
+                }
+                weightedRun[(size_t) (k - runStart)] = weighted;
+                unweightedRun[(size_t) (k - runStart)] = unweighted;
+            }
+            renewals = loudness.sumRenewalsAhead (weightedRun.data(), runEnd - runStart, renewalAt, renewalSum);
+            nextRenewal = 0;
         }
-        else if constexpr (layout == Layout::mono)
-        {
-            const float k = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (L));
-            weighted = k * k;
-            unweighted = L * L;
-        }
+        const float weighted = weightedRun[(size_t) (i - runStart)];
+        const float unweighted = unweightedRun[(size_t) (i - runStart)];
 
-        const float S = loudness.shortTermStep (weighted);
+        float sum = 0.0f;
+        if (nextRenewal < renewals && renewalAt[nextRenewal] == i - runStart)
+            sum = renewalSum[nextRenewal++];
+        const float S = loudness.shortTermStepSummed (weighted, sum);
         w.bucketShortTerm = std::max (w.bucketShortTerm, S);
 
         r.integratedLUFS = loudness.integratedStep (weighted);

@@ -576,6 +576,73 @@ void LUFSProcessor<N>::renewShortTerm (bool* renewed)
 }
 
 template <int N>
+void LUFSProcessor<N>::renewShortTermWith (float sum)
+{
+    shortTermValue = loudnessOfPower (sum / (float) shortTermLength);
+    shortTermCount = startCount;
+}
+
+template <int N>
+int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums) const
+{
+    int count = 0;
+    for (int k = 0, c = shortTermCount; k < n && count < maxAhead; ++k, ++c)
+        if (c == shortTermHop + startCount)
+        {
+            at[count++] = k;
+            c = startCount;
+        }
+    if (count == 0)
+        return 0;
+
+    // Lane j adds, index by index, what the ring holds at renewal j: the power of frame g of
+    // the run where that frame is written before the renewal (g <= at[j]), the ring's present
+    // value elsewhere. Unused lanes never take a new power.
+    using Lanes = float __attribute__ ((vector_size (4 * maxAhead)));
+    using Marks = int __attribute__ ((vector_size (4 * maxAhead)));
+    Marks renewalFrame;
+    for (int j = 0; j < maxAhead; ++j)
+        renewalFrame[j] = j < count ? at[j] : -1;
+
+    const float* ring = shortTermRing.get();
+    const int length = shortTermLength;
+    const int written = std::min (at[count - 1] + 1, length);
+    Lanes sum = {};
+    auto addOld = [&] (int from, int to)
+    {
+        for (int i = from; i < to; ++i)
+            sum += ring[i];
+    };
+    // Indices from..to hold frames first, first + 1, ...
+    auto addWritten = [&] (int from, int to, int first)
+    {
+        for (int i = from, g = first; i < to; ++i, ++g)
+        {
+            const Lanes fresh = Lanes {} + powers[g];
+            const Lanes old = Lanes {} + ring[i];
+            sum += renewalFrame >= g ? fresh : old;
+        }
+    };
+    const int w = shortTermWrite;
+    if (w + written <= length)
+    {
+        addOld (0, w);
+        addWritten (w, w + written, 0);
+        addOld (w + written, length);
+    }
+    else
+    {
+        const int wrapped = w + written - length;
+        addWritten (0, wrapped, length - w);
+        addOld (wrapped, w);
+        addWritten (w, length, 0);
+    }
+    for (int j = 0; j < count; ++j)
+        sums[j] = sum[j];
+    return count;
+}
+
+template <int N>
 void LUFSProcessor<N>::formBlock()
 {
     storeBlock (sumRingFrom (blockRing.get(), blockLength, blockPrefix, blockWrite + 1));

@@ -74,14 +74,21 @@ public:
 
     float shortTermStep (float power, bool* renewed = nullptr) override
     {
-        shortTermPrefix.touch (shortTermWrite);
-        shortTermRing.get()[shortTermWrite] = power;
-        if (shortTermCount == shortTermHop + startCount)
-            renewShortTerm (renewed);
-        if (++shortTermWrite == shortTermLength)
-            shortTermWrite = 0;
-        ++shortTermCount;
-        return shortTermValue;
+        return shortTermAdvance (power, [&] { renewShortTerm (renewed); });
+    }
+
+    // The renewals shortTermStep would make over the next n powers, summed ahead, side by side
+    // in lanes: each the in-order sum of the window as that renewal would find it. Their
+    // offsets into `powers` go to `at` and their sums to `sums`; returns how many there are, at
+    // most maxAhead, which is all of them when n is at most maxAhead hops and under the window's
+    // length. Changes nothing.
+    static constexpr int maxAhead = 16;
+    int sumRenewalsAhead (const float* powers, int n, int* at, float* sums) const;
+
+    // shortTermStep for a frame whose renewal, if it makes one, has the window sum `sum`.
+    float shortTermStepSummed (float power, float sum)
+    {
+        return shortTermAdvance (power, [&] { renewShortTermWith (sum); });
     }
 
     // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
@@ -270,7 +277,22 @@ public:
     RingPrefix shortTermPrefix, blockPrefix;
 
 private:
+    // One short-term step; `renew` renews the value on the hop's frame.
+    template <typename Renew>
+    float shortTermAdvance (float power, Renew&& renew)
+    {
+        shortTermPrefix.touch (shortTermWrite);
+        shortTermRing.get()[shortTermWrite] = power;
+        if (shortTermCount == shortTermHop + startCount)
+            renew();
+        if (++shortTermWrite == shortTermLength)
+            shortTermWrite = 0;
+        ++shortTermCount;
+        return shortTermValue;
+    }
+
     void renewShortTerm (bool* renewed);
+    void renewShortTermWith (float sum);
     void formBlock();
     void storeBlock (float sum);
 

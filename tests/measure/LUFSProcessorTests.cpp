@@ -188,6 +188,46 @@ TEST (LoudnessProcessor, ShortTermRenewsOnItsHopIndexAndReadsLowUntilTheWindowFi
                std::vector<int> ({ 2205, 2205, 2205, 2205, 22050, 8820, 66151, 66151 }));
 }
 
+TEST (LoudnessProcessor, RenewalsSummedAheadMatchTheStepsBitForBit)
+{
+    // Runs of random length from random ring positions and hop phases, with powers of every
+    // kind, stepped once through shortTermStep and once through sums made ahead.
+    std::mt19937 gen (11);
+    auto stepped = makeProcessor (8000.0), ahead = makeProcessor (8000.0);
+    startAnalysis (*stepped);
+    startAnalysis (*ahead);
+    using Processor = LUFSProcessor<3000>;
+    const int most = Processor::maxAhead * stepped->shortTermHop;
+    const float odd[] { 0.0f, -0.0f, 1e-40f, 3e38f, std::numeric_limits<float>::infinity(),
+                        std::numeric_limits<float>::quiet_NaN() };
+    for (int round = 0; round < 60; ++round)
+    {
+        const int n = std::uniform_int_distribution<int> (1, most) (gen);
+        std::vector<float> powers ((size_t) n);
+        for (auto& v : powers)
+            v = std::uniform_int_distribution<int> (0, 999) (gen) == 0 && round % 4 == 3
+                    ? odd[std::uniform_int_distribution<int> (0, 5) (gen)]
+                    : std::uniform_real_distribution<float> (0.0f, 1.0f) (gen);
+        int at[Processor::maxAhead];
+        float sums[Processor::maxAhead];
+        const int count = ahead->sumRenewalsAhead (powers.data(), n, at, sums);
+        int next = 0, renewed = 0;
+        for (int k = 0; k < n; ++k)
+        {
+            bool renewal = false;
+            const float expected = stepped->shortTermStep (powers[(size_t) k], &renewal);
+            renewed += renewal ? 1 : 0;
+            const float sum = next < count && at[next] == k ? sums[next++] : 0.0f;
+            ASSERT_EQ (bitsOf (ahead->shortTermStepSummed (powers[(size_t) k], sum)), bitsOf (expected))
+                << "round " << round << ", frame " << k;
+        }
+        ASSERT_EQ (count, renewed) << round;
+        // Some single steps between runs move the ring and the hop phase on.
+        for (int k = std::uniform_int_distribution<int> (0, 3 * stepped->shortTermHop) (gen); k > 0; --k)
+            ASSERT_EQ (bitsOf (ahead->shortTermStep (0.25f)), bitsOf (stepped->shortTermStep (0.25f)));
+    }
+}
+
 TEST (LoudnessProcessor, IntegratedWaitsForItsFirstSecondAndHoldsTheResetLevel)
 {
     constexpr double rate = 8000.0;
