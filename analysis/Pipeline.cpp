@@ -439,6 +439,10 @@ int walkFrames (Walk& w)
 
         if (i == runEnd)
         {
+            // A whole run where the decoder is far enough ahead: the renewals are summed
+            // together only within a run.
+            if (available < endSample && available < i + runLength)
+                available = w.supply->waitFor (std::min (endSample, i + runLength + Track::readBlock));
             runStart = i;
             runEnd = std::min ({ endSample, available, i + runLength });
             for (int k = runStart; k < runEnd; ++k)

@@ -583,7 +583,7 @@ void LUFSProcessor<N>::renewShortTermWith (float sum)
 }
 
 template <int N>
-int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums) const
+int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums)
 {
     int count = 0;
     for (int k = 0, c = shortTermCount; k < n && count < maxAhead; ++k, ++c)
@@ -598,47 +598,66 @@ int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, flo
     // Lane j adds, index by index, what the ring holds at renewal j: the power of frame g of
     // the run where that frame is written before the renewal (g <= at[j]), the ring's present
     // value elsewhere. Unused lanes never take a new power.
-    using Lanes = float __attribute__ ((vector_size (4 * maxAhead)));
-    using Marks = int __attribute__ ((vector_size (4 * maxAhead)));
-    Marks renewalFrame;
+    // Sixteen lanes as four vectors of four, each its own chain of adds.
+    using Four = float __attribute__ ((vector_size (16)));
+    using FourMarks = int __attribute__ ((vector_size (16)));
+    constexpr int groups = maxAhead / 4;
+    FourMarks renewalFrame[groups];
     for (int j = 0; j < maxAhead; ++j)
-        renewalFrame[j] = j < count ? at[j] : -1;
+        renewalFrame[j / 4][j % 4] = j < count ? at[j] : -1;
 
     const float* ring = shortTermRing.get();
     const int length = shortTermLength;
     const int written = std::min (at[count - 1] + 1, length);
-    Lanes sum = {};
-    auto addOld = [&] (int from, int to)
+    const int w = shortTermWrite;
+    Four sum[groups] = {};
+    auto addOld = [&] (int first, int to)
     {
-        for (int i = from; i < to; ++i)
-            sum += ring[i];
-    };
-    // Indices from..to hold frames first, first + 1, ...
-    auto addWritten = [&] (int from, int to, int first)
-    {
-        for (int i = from, g = first; i < to; ++i, ++g)
+        for (int i = first; i < to; ++i)
         {
-            const Lanes fresh = Lanes {} + powers[g];
-            const Lanes old = Lanes {} + ring[i];
-            sum += renewalFrame >= g ? fresh : old;
+            const Four old = Four {} + ring[i];
+            for (auto& s : sum)
+                s += old;
         }
     };
-    const int w = shortTermWrite;
+    // Indices first..to hold the powers of frames g, g + 1, ...
+    auto addWritten = [&] (int first, int to, int g)
+    {
+        for (int i = first; i < to; ++i, ++g)
+        {
+            const Four fresh = Four {} + powers[g];
+            const Four old = Four {} + ring[i];
+            for (int k = 0; k < groups; ++k)
+                sum[k] += renewalFrame[k] >= g ? fresh : old;
+        }
+    };
     if (w + written <= length)
     {
-        addOld (0, w);
+        // Up to the first index written every window is the ring's present front: one sum,
+        // going on from the front's sum kept from before, and kept for after.
+        int i = shortTermPrefix.end > 0 && shortTermPrefix.end <= w ? shortTermPrefix.end : 0;
+        float front = i > 0 ? shortTermPrefix.sum : 0.0f;
+        for (; i < w; ++i)
+            front += ring[i];
+        if (w > 0)
+        {
+            shortTermPrefix = RingPrefix { w, front };
+            for (auto& s : sum)
+                s += front;
+        }
         addWritten (w, w + written, 0);
         addOld (w + written, length);
     }
     else
     {
         const int wrapped = w + written - length;
+        shortTermPrefix.forget();
         addWritten (0, wrapped, length - w);
         addOld (wrapped, w);
         addWritten (w, length, 0);
     }
     for (int j = 0; j < count; ++j)
-        sums[j] = sum[j];
+        sums[j] = sum[j / 4][j % 4];
     return count;
 }
 

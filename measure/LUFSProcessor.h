@@ -81,9 +81,9 @@ public:
     // in lanes: each the in-order sum of the window as that renewal would find it. Their
     // offsets into `powers` go to `at` and their sums to `sums`; returns how many there are, at
     // most maxAhead, which is all of them when n is at most maxAhead hops and under the window's
-    // length. Changes nothing.
+    // length. Changes nothing but the kept partial sum of the window's unchanged front.
     static constexpr int maxAhead = 16;
-    int sumRenewalsAhead (const float* powers, int n, int* at, float* sums) const;
+    int sumRenewalsAhead (const float* powers, int n, int* at, float* sums);
 
     // shortTermStep for a frame whose renewal, if it makes one, has the window sum `sum`.
     float shortTermStepSummed (float power, float sum)
