@@ -1,6 +1,7 @@
 #include "measure/LUFSProcessor.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -10,6 +11,9 @@
 
 #if defined(__SSE2__)
  #include <emmintrin.h>
+#endif
+#if defined(__GNUC__) && defined(__x86_64__)
+ #include <immintrin.h>
 #endif
 
 #include <sys/mman.h>
@@ -205,8 +209,11 @@ int onesLength = 0;
 } // namespace
 
 // Large rings come straight from the kernel, whose fresh pages read as zero and cost nothing
-// until written; small ones from calloc.
+// until written; small ones from calloc. Each large ring starts a few cache lines further into
+// its first page than the last one: rings read side by side would otherwise all fall on the
+// same cache sets, entry for entry, and evict each other.
 constexpr std::size_t mappedRingBytes = 64 * 1024;
+constexpr std::size_t ringPageBytes = 4096;
 
 void ZeroedFloatsDeleter::operator() (float* p) const
 {
@@ -214,7 +221,8 @@ void ZeroedFloatsDeleter::operator() (float* p) const
         return;
     const std::size_t bytes = std::max<std::size_t> (count, 1) * sizeof (float);
     if (bytes >= mappedRingBytes)
-        munmap (p, bytes);
+        munmap (reinterpret_cast<void*> (reinterpret_cast<std::uintptr_t> (p) & ~(ringPageBytes - 1)),
+                bytes + ringPageBytes);
     else
         std::free (p);
 }
@@ -245,9 +253,10 @@ ZeroedFloats makeZeroedFloats (std::size_t count)
     void* p = nullptr;
     if (bytes >= mappedRingBytes)
     {
-        p = mmap (nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (p == MAP_FAILED)
-            p = nullptr;
+        static std::atomic<unsigned> placed { 0 };
+        const std::size_t shift = (placed++ % (ringPageBytes / 64)) * 64;
+        p = mmap (nullptr, bytes + ringPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        p = p == MAP_FAILED ? nullptr : static_cast<char*> (p) + shift;
     }
     else
     {
@@ -274,7 +283,7 @@ void addSideBySide (const float* const* arrays, int from, int to, float* sums)
 }
 
 // Adds arrays[j][from .. to) in index order onto sums[j], eight arrays at a time.
-void addInOrderSideBySide (const float* const* arrays, int count, int from, int to, float* sums)
+void addInOrderPlainly (const float* const* arrays, int count, int from, int to, float* sums)
 {
     for (int g = 0; g < count; g += 8)
     {
@@ -293,12 +302,118 @@ void addInOrderSideBySide (const float* const* arrays, int count, int from, int 
         }
     }
 }
+
+#if defined(__GNUC__) && defined(__x86_64__)
+ #define ORVANE_SUM_LANES 1
+
+// Entries i .. i + 3 of eight arrays, turned so that vector k holds entry i + k of every array,
+// added in order onto acc: lane j still adds its own array in index order.
+__attribute__ ((target ("avx"), always_inline)) inline void addFourEntries (const float* const* a, int i, __m256& acc)
+{
+    const __m256 r0 = _mm256_loadu2_m128 (a[4] + i, a[0] + i), r1 = _mm256_loadu2_m128 (a[5] + i, a[1] + i);
+    const __m256 r2 = _mm256_loadu2_m128 (a[6] + i, a[2] + i), r3 = _mm256_loadu2_m128 (a[7] + i, a[3] + i);
+    const __m256 t0 = _mm256_unpacklo_ps (r0, r1), t1 = _mm256_unpackhi_ps (r0, r1);
+    const __m256 t2 = _mm256_unpacklo_ps (r2, r3), t3 = _mm256_unpackhi_ps (r2, r3);
+    acc = _mm256_add_ps (acc, _mm256_shuffle_ps (t0, t2, 0x44));
+    acc = _mm256_add_ps (acc, _mm256_shuffle_ps (t0, t2, 0xee));
+    acc = _mm256_add_ps (acc, _mm256_shuffle_ps (t1, t3, 0x44));
+    acc = _mm256_add_ps (acc, _mm256_shuffle_ps (t1, t3, 0xee));
+}
+
+// G groups of eight arrays side by side (the last group padded with repeats of its last array,
+// whose lanes are dropped), so that the chains of additions of the groups overlap; the
+// entries past the last whole four are added one by one.
+template <int G>
+__attribute__ ((target ("avx"))) void addGroupsAvx (const float* const* arrays, int count, int from, int to, float* sums)
+{
+    constexpr auto groups = static_cast<std::size_t> (G);
+    const float* a[groups][8];
+    alignas (32) float start[groups][8];
+    for (int g = 0; g < G; ++g)
+        for (int j = 0; j < 8; ++j)
+        {
+            const int k = std::min (8 * g + j, count - 1);
+            a[g][j] = arrays[k];
+            start[g][j] = sums[k];
+        }
+    __m256 acc[groups];
+    for (int g = 0; g < G; ++g)
+        acc[g] = _mm256_load_ps (start[g]);
+    int i = from;
+    for (; i + 4 <= to; i += 4)
+        for (int g = 0; g < G; ++g)
+            addFourEntries (a[g], i, acc[g]);
+    for (int g = 0; g < G; ++g)
+    {
+        _mm256_store_ps (start[g], acc[g]);
+        for (int j = 0; j < 8 && 8 * g + j < count; ++j)
+        {
+            float sum = start[g][j];
+            for (int k = i; k < to; ++k)
+                sum += a[g][j][k];
+            sums[8 * g + j] = sum;
+        }
+    }
+}
+
+__attribute__ ((target ("avx"))) void addInOrderAvx (const float* const* arrays, int count, int from, int to,
+                                                     float* sums)
+{
+    for (int g = 0; g < count; g += 24)
+    {
+        const int left = count - g;
+        if (left > 16)
+            addGroupsAvx<3> (arrays + g, left, from, to, sums + g);
+        else if (left > 8)
+            addGroupsAvx<2> (arrays + g, left, from, to, sums + g);
+        else
+            addGroupsAvx<1> (arrays + g, left, from, to, sums + g);
+    }
+}
+#endif
+
+bool avxSums()
+{
+#if defined(ORVANE_SUM_LANES)
+    static const bool available = []
+    {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports ("avx") != 0;
+    }();
+    return available;
+#else
+    return false;
+#endif
+}
+} // namespace
+
+bool sumKernelAvailable (SumKernel kernel)
+{
+    return kernel == SumKernel::portable || avxSums();
+}
+
+void addInOrderSideBySide (const float* const* arrays, int count, int from, int to, float* sums, SumKernel kernel)
+{
+#if defined(ORVANE_SUM_LANES)
+    if (kernel == SumKernel::avx && avxSums())
+        return addInOrderAvx (arrays, count, from, to, sums);
+#endif
+    (void) kernel;
+    addInOrderPlainly (arrays, count, from, to, sums);
+}
+
+namespace
+{
+void addInOrderFastest (const float* const* arrays, int count, int from, int to, float* sums)
+{
+    addInOrderSideBySide (arrays, count, from, to, sums, avxSums() ? SumKernel::avx : SumKernel::portable);
+}
 } // namespace
 
 void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums)
 {
     std::fill (sums, sums + count, 0.0f);
-    addInOrderSideBySide (arrays, count, 0, length, sums);
+    addInOrderFastest (arrays, count, 0, length, sums);
 }
 
 void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefixes, const int* marks, int count,
@@ -321,12 +436,12 @@ void sumRingsFromSideBySide (const float* const* rings, RingPrefix* const* prefi
     int i = start;
     if (mark >= start && mark <= length)
     {
-        addInOrderSideBySide (rings, count, start, mark, sums);
+        addInOrderFastest (rings, count, start, mark, sums);
         for (int j = 0; j < count; ++j)
             *prefixes[j] = RingPrefix { mark, sums[j] };
         i = mark;
     }
-    addInOrderSideBySide (rings, count, i, length, sums);
+    addInOrderFastest (rings, count, i, length, sums);
 }
 
 float loudnessOfPower (float power)

@@ -325,6 +325,18 @@ private:
 // loop does, eight at a time side by side so that the additions of one don't wait on the last.
 void sumInOrderSideBySide (const float* const* arrays, int count, int length, float* sums);
 
+// How arrays are added side by side: in plain loops, eight arrays at a time; or eight arrays'
+// next eight entries turned into eight vectors of one entry each (AVX), so that each lane
+// still adds its own array in index order.
+enum class SumKernel
+{
+    portable,
+    avx
+};
+bool sumKernelAvailable (SumKernel kernel);
+// Adds arrays[j][from .. to) in index order onto sums[j] for every j < count.
+void addInOrderSideBySide (const float* const* arrays, int count, int from, int to, float* sums, SumKernel kernel);
+
 // The in-order sum of each ring[0 .. length) going on from its prefix, as a renewal takes it
 // (the prefix then ends at marks[j] when that lies ahead); side by side when all the prefixes
 // and marks are at one place, as those of processors stepped together are.

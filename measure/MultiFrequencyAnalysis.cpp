@@ -162,6 +162,202 @@ void BiQuadBandpassVector::filterTwoBlocks (BiQuadBandpassVector& a, BiQuadBandp
 }
 
 // ---------------------------------------------------------------------------------------------
+// All bands side by side
+
+#if defined(__GNUC__) && defined(__x86_64__)
+ #define ORVANE_BAND_LANES 1
+#endif
+
+namespace
+{
+#if defined(ORVANE_BAND_LANES)
+// Eight recursions in the lanes of one vector: a lane computes exactly what a scalar
+// recursion does, multiplications and additions apart and in the same order.
+typedef double Lanes8 __attribute__ ((vector_size (64)));
+typedef float Floats8 __attribute__ ((vector_size (32)));
+typedef int Pick8 __attribute__ ((vector_size (32)));
+
+constexpr int laneWidth = 8;
+constexpr int maxLaneGroups = 4; // two groups of eight bands a channel
+
+// The lanes of a piece: group g holds bands 8 (g % 2) .. 8 (g % 2) + 7 of channel g / 2; lanes
+// past the last band run on zero coefficients and are never stored.
+struct BandLanes
+{
+    Lanes8 taps[5][2] {};                 // c0, c1, c2, d1, d2 per band group
+    Lanes8 state[4][maxLaneGroups] {};    // x1, x2, y1, y2 per lane group
+    float* outs[maxLaneGroups][laneWidth] {};
+};
+
+// rows[f] holds frame f of eight lanes: lane l's eight frames go to outs[l] + i (none where
+// outs[l] is null).
+[[gnu::always_inline]] inline void storeLanes (const Floats8* rows, float* const* outs, int i)
+{
+    const Pick8 lo = { 0, 8, 1, 9, 4, 12, 5, 13 }, hi = { 2, 10, 3, 11, 6, 14, 7, 15 };
+    const Pick8 evenPairs = { 0, 1, 8, 9, 4, 5, 12, 13 }, oddPairs = { 2, 3, 10, 11, 6, 7, 14, 15 };
+    const Pick8 lowHalves = { 0, 1, 2, 3, 8, 9, 10, 11 }, highHalves = { 4, 5, 6, 7, 12, 13, 14, 15 };
+    const Floats8 r0 = rows[0], r1 = rows[1], r2 = rows[2], r3 = rows[3];
+    const Floats8 r4 = rows[4], r5 = rows[5], r6 = rows[6], r7 = rows[7];
+    const Floats8 t0 = __builtin_shuffle (r0, r1, lo), t1 = __builtin_shuffle (r0, r1, hi);
+    const Floats8 t2 = __builtin_shuffle (r2, r3, lo), t3 = __builtin_shuffle (r2, r3, hi);
+    const Floats8 t4 = __builtin_shuffle (r4, r5, lo), t5 = __builtin_shuffle (r4, r5, hi);
+    const Floats8 t6 = __builtin_shuffle (r6, r7, lo), t7 = __builtin_shuffle (r6, r7, hi);
+    const Floats8 u0 = __builtin_shuffle (t0, t2, evenPairs), u1 = __builtin_shuffle (t0, t2, oddPairs);
+    const Floats8 u2 = __builtin_shuffle (t1, t3, evenPairs), u3 = __builtin_shuffle (t1, t3, oddPairs);
+    const Floats8 u4 = __builtin_shuffle (t4, t6, evenPairs), u5 = __builtin_shuffle (t4, t6, oddPairs);
+    const Floats8 u6 = __builtin_shuffle (t5, t7, evenPairs), u7 = __builtin_shuffle (t5, t7, oddPairs);
+    const Floats8 lanes[8] = { __builtin_shuffle (u0, u4, lowHalves),  __builtin_shuffle (u1, u5, lowHalves),
+                               __builtin_shuffle (u2, u6, lowHalves),  __builtin_shuffle (u3, u7, lowHalves),
+                               __builtin_shuffle (u0, u4, highHalves), __builtin_shuffle (u1, u5, highHalves),
+                               __builtin_shuffle (u2, u6, highHalves), __builtin_shuffle (u3, u7, highHalves) };
+    for (int l = 0; l < laneWidth; ++l)
+        if (float* out = outs[l])
+            __builtin_memcpy (out + i, &lanes[l], sizeof (Floats8));
+}
+
+// G lane groups (2: mono, 4: stereo) over n frames. Eight frames are filtered into rows of
+// eight lanes, then turned so that each lane's eight outputs go to its band in one store.
+template <int G>
+[[gnu::always_inline]] inline void runBandLanes (BandLanes& lanes, const float* left, const float* right, int n)
+{
+    Lanes8 c0[2], c1[2], c2[2], d1[2], d2[2];
+    for (int h = 0; h < 2; ++h)
+        c0[h] = lanes.taps[0][h], c1[h] = lanes.taps[1][h], c2[h] = lanes.taps[2][h], d1[h] = lanes.taps[3][h],
+        d2[h] = lanes.taps[4][h];
+    constexpr auto groups = static_cast<std::size_t> (G);
+    Lanes8 x1[groups], x2[groups], y1[groups], y2[groups];
+    for (int g = 0; g < G; ++g)
+        x1[g] = lanes.state[0][g], x2[g] = lanes.state[1][g], y1[g] = lanes.state[2][g], y2[g] = lanes.state[3][g];
+
+    Floats8 rows[groups][laneWidth];
+    auto frame = [&] (int i, int f)
+    {
+        const double l = left[i], r = G > 2 ? right[i] : l;
+        const Lanes8 xl = { l, l, l, l, l, l, l, l }, xr = { r, r, r, r, r, r, r, r };
+        for (int g = 0; g < G; ++g)
+        {
+            const int h = g % 2;
+            const Lanes8 x = g < 2 ? xl : xr;
+            const Lanes8 y = c0[h] * x + c1[h] * x1[g] + c2[h] * x2[g] - d2[h] * y2[g] - d1[h] * y1[g];
+            x2[g] = x1[g];
+            x1[g] = x;
+            y2[g] = y1[g];
+            y1[g] = y;
+            rows[g][f] = __builtin_convertvector (y, Floats8);
+        }
+    };
+
+    int i = 0;
+    for (; i + laneWidth <= n; i += laneWidth)
+    {
+#pragma GCC unroll 8
+        for (int f = 0; f < laneWidth; ++f)
+            frame (i + f, f);
+        for (int g = 0; g < G; ++g)
+            storeLanes (rows[g], lanes.outs[g], i);
+    }
+    for (int f = 0; i + f < n; ++f)
+    {
+        frame (i + f, 0);
+        for (int g = 0; g < G; ++g)
+            for (int l = 0; l < laneWidth; ++l)
+                if (float* out = lanes.outs[g][l])
+                    out[i + f] = rows[g][0][l];
+    }
+
+    for (int g = 0; g < G; ++g)
+        lanes.state[0][g] = x1[g], lanes.state[1][g] = x2[g], lanes.state[2][g] = y1[g], lanes.state[3][g] = y2[g];
+}
+
+__attribute__ ((target ("avx512f"))) void runBandLanesAvx512 (BandLanes& lanes, const float* left, const float* right,
+                                                            int n)
+{
+    if (right != nullptr)
+        runBandLanes<4> (lanes, left, right, n);
+    else
+        runBandLanes<2> (lanes, left, right, n);
+}
+
+__attribute__ ((target ("avx"))) void runBandLanesAvx (BandLanes& lanes, const float* left, const float* right, int n)
+{
+    if (right != nullptr)
+        runBandLanes<4> (lanes, left, right, n);
+    else
+        runBandLanes<2> (lanes, left, right, n);
+}
+
+bool cpuSupports (BandKernel kernel)
+{
+    __builtin_cpu_init();
+    return kernel == BandKernel::avx512 ? __builtin_cpu_supports ("avx512f") != 0
+                                        : __builtin_cpu_supports ("avx") != 0;
+}
+#endif
+} // namespace
+
+bool bandKernelAvailable (BandKernel kernel)
+{
+    if (kernel == BandKernel::portable)
+        return true;
+#if defined(ORVANE_BAND_LANES)
+    static const bool avx = cpuSupports (BandKernel::avx), avx512 = cpuSupports (BandKernel::avx512);
+    return kernel == BandKernel::avx512 ? avx512 : avx;
+#else
+    return false;
+#endif
+}
+
+BandKernel fastestBandKernel()
+{
+    for (auto kernel : { BandKernel::avx512, BandKernel::avx })
+        if (bandKernelAvailable (kernel))
+            return kernel;
+    return BandKernel::portable;
+}
+
+void filterBands (BiQuadBandpassVector* filters, int count, const float* left, const float* right, float* const* outs,
+                  int n, BandKernel kernel)
+{
+#if defined(ORVANE_BAND_LANES)
+    if (kernel != BandKernel::portable && count <= 2 * laneWidth)
+    {
+        BandLanes lanes;
+        const int channels = right != nullptr ? 2 : 1;
+        for (int b = 0; b < count; ++b)
+        {
+            const int h = b / laneWidth, l = b % laneWidth;
+            for (int k = 0; k < 5; ++k)
+                lanes.taps[k][h][l] = filters[b].normalised[k];
+            for (int ch = 0; ch < channels; ++ch)
+            {
+                for (int k = 0; k < 4; ++k)
+                    lanes.state[k][2 * ch + h][l] = filters[b].state[ch][k];
+                lanes.outs[2 * ch + h][l] = outs[2 * b + ch];
+            }
+        }
+        if (kernel == BandKernel::avx512)
+            runBandLanesAvx512 (lanes, left, right, n);
+        else
+            runBandLanesAvx (lanes, left, right, n);
+        for (int b = 0; b < count; ++b)
+            for (int ch = 0; ch < channels; ++ch)
+                for (int k = 0; k < 4; ++k)
+                    filters[b].state[ch][k] = lanes.state[k][2 * ch + b / laneWidth][b % laneWidth];
+        return;
+    }
+#endif
+    (void) kernel;
+    for (int b = 0; b < count; b += 2)
+    {
+        if (b + 1 < count)
+            BiQuadBandpassVector::filterTwoBlocks (filters[b], filters[b + 1], left, right, outs[2 * b], outs[2 * b + 1],
+                                                   outs[2 * b + 2], outs[2 * b + 3], n);
+        else
+            filters[b].filterBlock (left, right, outs[2 * b], outs[2 * b + 1], n);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
 // MultiFrequencyAnalysis
 
 namespace
@@ -267,19 +463,18 @@ void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right
 void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n, int offset)
 {
     const bool stereo = right != nullptr;
-    bandScratch.resize ((size_t) (2 * numBands * chunkFrames));
+    // The 28 signals lie a cache line more than a piece apart: spaced by a power of two, the
+    // stores of one frame would all fall on the same few cache sets and evict each other.
+    constexpr int stride = chunkFrames + 16;
+    bandScratch.resize ((size_t) (2 * numBands * stride));
 
     // Every band's filter runs through the whole piece first, on its own delay lines.
-    auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b) * chunkFrames; };
-    auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) (2 * b + 1) * chunkFrames; };
-    for (int b = 0; b < numBands; b += 2)
-    {
-        if (b + 1 < numBands)
-            BiQuadBandpassVector::filterTwoBlocks (filters[(size_t) b], filters[(size_t) b + 1], left, right,
-                                                   bandLeft (b), bandRight (b), bandLeft (b + 1), bandRight (b + 1), n);
-        else
-            filters[(size_t) b].filterBlock (left, right, bandLeft (b), bandRight (b), n);
-    }
+    auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b * stride); };
+    auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) ((2 * b + 1) * stride); };
+    float* outs[2 * numBands];
+    for (int b = 0; b < numBands; ++b)
+        outs[2 * b] = bandLeft (b), outs[2 * b + 1] = bandRight (b);
+    filterBands (filters.data(), numBands, left, right, outs, n, bandKernel);
     std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin() + offset);
     if (stereo)
         std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin() + offset);
@@ -329,9 +524,22 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             const int from = done;
             for (int b = 0; b < numBands; ++b)
             {
-                stereoTyped[(size_t) b]->integratedFill (run, [&] (int k) { return stereoPower (b, from + k); });
-                midTyped[(size_t) b]->integratedFill (run, [&] (int k) { return midPower (b, from + k); });
-                sideTyped[(size_t) b]->integratedFill (run, [&] (int k) { return sidePower (b, from + k); });
+                // The powers written out per layout, so that each fill is one plain loop the
+                // compiler can run in vectors (the same operations on every element).
+                const float* l = bandLeft (b) + from;
+                const float* r = bandRight (b) + from;
+                if (stereo)
+                {
+                    stereoTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return l[k] * l[k] + r[k] * r[k]; });
+                    midTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return (l[k] + r[k]) * (l[k] + r[k]); });
+                    sideTyped[(size_t) b]->integratedFill (run, [l, r] (int k) { return (l[k] - r[k]) * (l[k] - r[k]); });
+                }
+                else
+                {
+                    stereoTyped[(size_t) b]->integratedFill (run, [l] (int k) { return l[k] * l[k]; });
+                    midTyped[(size_t) b]->integratedFill (run, [] (int) { return 0.0f; });
+                    sideTyped[(size_t) b]->integratedFill (run, [] (int) { return 0.0f; });
+                }
             }
             done += run;
             continue;

@@ -41,6 +41,22 @@ public:
     double state[2][4] {};     // per channel: x1, x2, y1, y2
 };
 
+// How the band filters of a piece are run: two bands at a time in scalar code, or every band
+// and channel in a lane of its own, eight lanes to a vector (AVX: two halves of four).
+enum class BandKernel
+{
+    portable,
+    avx,
+    avx512
+};
+
+// Runs filters[b] over n frames as filterBlock (left, right, outs[2b], outs[2b + 1], n) does for
+// each b, with the same bits out and the same delay lines left behind. right may be null (mono).
+void filterBands (BiQuadBandpassVector* filters, int count, const float* left, const float* right, float* const* outs,
+                  int n, BandKernel kernel);
+bool bandKernelAvailable (BandKernel kernel);
+BandKernel fastestBandKernel();
+
 // 14-band gated loudness of the stereo, mid and side signals of a track's loudest blocks.
 class MultiFrequencyAnalysis
 {
@@ -79,6 +95,7 @@ public:
     std::array<std::unique_ptr<ILUFSProcessor>, numBands> sideProcessors;
     std::array<BiQuadBandpassVector, numBands> filters;
     std::vector<float> leftBand, rightBand;
+    BandKernel bandKernel = fastestBandKernel(); // only ever set to one that bandKernelAvailable allows
 
 private:
     // Frames filtered at a time: a divisor of blockSize.
