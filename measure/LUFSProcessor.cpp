@@ -1,5 +1,7 @@
 #include "measure/LUFSProcessor.h"
 
+#include "measure/CpuFeatures.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -375,12 +377,7 @@ __attribute__ ((target ("avx"))) void addInOrderAvx (const float* const* arrays,
 bool avxSums()
 {
 #if defined(ORVANE_SUM_LANES)
-    static const bool available = []
-    {
-        __builtin_cpu_init();
-        return __builtin_cpu_supports ("avx") != 0;
-    }();
-    return available;
+    return cpu::hasAvx();
 #else
     return false;
 #endif

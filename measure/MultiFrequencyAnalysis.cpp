@@ -1,5 +1,6 @@
 #include "measure/MultiFrequencyAnalysis.h"
 
+#include "measure/CpuFeatures.h"
 #include "measure/LUFSProcessor.h"
 
 #include <algorithm>
@@ -285,13 +286,6 @@ __attribute__ ((target ("avx"))) void runBandLanesAvx (BandLanes& lanes, const f
     else
         runBandLanes<2> (lanes, left, right, n);
 }
-
-bool cpuSupports (BandKernel kernel)
-{
-    __builtin_cpu_init();
-    return kernel == BandKernel::avx512 ? __builtin_cpu_supports ("avx512f") != 0
-                                        : __builtin_cpu_supports ("avx") != 0;
-}
 #endif
 } // namespace
 
@@ -300,8 +294,7 @@ bool bandKernelAvailable (BandKernel kernel)
     if (kernel == BandKernel::portable)
         return true;
 #if defined(ORVANE_BAND_LANES)
-    static const bool avx = cpuSupports (BandKernel::avx), avx512 = cpuSupports (BandKernel::avx512);
-    return kernel == BandKernel::avx512 ? avx512 : avx;
+    return kernel == BandKernel::avx512 ? cpu::hasAvx512f() : cpu::hasAvx();
 #else
     return false;
 #endif

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "measure/CpuFeatures.h"
+
 #include <cstddef>
 
 #if defined(__SSE2__) || defined(_M_X64)
@@ -148,6 +150,12 @@ public:
     // summed side by side.
     void processTwo (float a, float b, float& first, float& second)
     {
+        if (! pairsFit (kernel))
+        {
+            first = process (a);
+            second = process (b);
+            return;
+        }
         const double* newestA = store (a);
         const double* newestB = store (b);
         const Stream streams[2] { { bank, newestA, outputs }, { bank, newestB, outputs } };
@@ -190,25 +198,11 @@ public:
 #endif
 #if defined(ORVANE_TRUEPEAK_AVX)
         if (k == Kernel::avx)
-        {
-            static const bool available = []
-            {
-                __builtin_cpu_init();
-                return __builtin_cpu_supports ("avx") != 0;
-            }();
-            return available;
-        }
+            return cpu::hasAvx();
 #endif
 #if defined(ORVANE_TRUEPEAK_AVX512)
         if (k == Kernel::avx512 && P % 8 == 0)
-        {
-            static const bool available = []
-            {
-                __builtin_cpu_init();
-                return __builtin_cpu_supports ("avx512f") != 0;
-            }();
-            return available;
-        }
+            return cpu::hasAvx512f();
 #endif
         return false;
     }
