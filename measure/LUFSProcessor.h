@@ -198,13 +198,7 @@ public:
 
     float rollingPeakStep (float magnitude) override
     {
-        peakRing.get()[peakWrite] = magnitude;
-        if (peakCount == peakHop + startCount)
-            renewRollingPeak();
-        if (++peakWrite == peakLength)
-            peakWrite = 0;
-        ++peakCount;
-        return rollingPeak;
+        return peakAdvance (magnitude, [this] { renewRollingPeak(); });
     }
 
     // rollingPeakStep for magnitudes that never fall and are never negative since the window
@@ -212,16 +206,11 @@ public:
     // the window is then always the one just written, and a renewal needs no search.
     float risingPeakStep (float magnitude)
     {
-        peakRing.get()[peakWrite] = magnitude;
-        if (peakCount == peakHop + startCount)
-        {
-            rollingPeak = magnitude;
-            peakCount = startCount;
-        }
-        if (++peakWrite == peakLength)
-            peakWrite = 0;
-        ++peakCount;
-        return rollingPeak;
+        return peakAdvance (magnitude, [&]
+                            {
+                                rollingPeak = magnitude;
+                                peakCount = startCount;
+                            });
     }
 
     // Appends a short-term level to the history and renews the range from all of it.
@@ -289,6 +278,19 @@ private:
             shortTermWrite = 0;
         ++shortTermCount;
         return shortTermValue;
+    }
+
+    // One rolling-peak step; `renew` renews the peak on the hop's frame.
+    template <typename Renew>
+    float peakAdvance (float magnitude, Renew&& renew)
+    {
+        peakRing.get()[peakWrite] = magnitude;
+        if (peakCount == peakHop + startCount)
+            renew();
+        if (++peakWrite == peakLength)
+            peakWrite = 0;
+        ++peakCount;
+        return rollingPeak;
     }
 
     void renewShortTerm (bool* renewed);

@@ -139,15 +139,17 @@ TEST (AnalysisOverlap, SpansStartedWhileFilesLoadWaitAndMeasureAsAlone)
     Track* track = busy.load (busy.write ("spanned.wav", spanned));
     ASSERT_NE (track, nullptr);
     std::vector<juce::File> files;
-    for (int k = 0; k < 3; ++k)
-        files.push_back (busy.write ("load" + juce::String (k) + ".wav", music (44100.0, 4.0 + k, 10u + (unsigned) k)));
+    // Six loads: a span waiting for the analysis lock gets it only when a load hands it on, and
+    // on a busy machine the load thread can take it back before the span wakes.
+    for (int k = 0; k < 6; ++k)
+        files.push_back (busy.write ("load" + juce::String (k) + ".wav", music (44100.0, 4.0 + k % 3, 10u + (unsigned) k)));
     const int before = busy.log.count (waveformDone);
     for (const auto& f : files)
         busy.model.requestLoad (f.getFullPathName());
 
     int spans = 0;
     std::atomic<int> finished { 0 };
-    while (busy.log.count (waveformDone) < before + 3)
+    while (busy.log.count (waveformDone) < before + (int) files.size())
     {
         auto span = std::async (std::launch::async, [&]
                                 { track->analyseRange (start, end, &track->loopReadings, 0.5f, [&] { ++finished; }); });
