@@ -319,6 +319,26 @@ std::optional<Fault> CheckedReader::fault() const
     return decoded;
 }
 
+// Opens a file the way juce::AudioFormatManager does (each format that claims the file's
+// extension has a go, in order), but through a read buffer: the readers ask for a few
+// kilobytes at a time, and a read from the system for each of them costs more than the
+// decoding of a WAV file does.
+juce::AudioFormatReader* createBufferedReader (const juce::File& file, juce::AudioFormatManager& formats)
+{
+    for (auto* format : formats)
+    {
+        if (! format->canHandleFile (file))
+            continue;
+        auto in = file.createInputStream();
+        if (in == nullptr)
+            continue;
+        auto* buffered = new juce::BufferedInputStream (in.release(), readBufferBytes, true);
+        if (auto* reader = format->createReaderFor (buffered, true))
+            return reader;
+    }
+    return nullptr;
+}
+
 Opened open (const juce::File& file, juce::AudioFormatManager& formats)
 {
     Opened opened;
@@ -326,7 +346,7 @@ Opened open (const juce::File& file, juce::AudioFormatManager& formats)
     if (opened.problem.isNotEmpty())
         return opened;
 
-    std::unique_ptr<juce::AudioFormatReader> decoder (formats.createReaderFor (file));
+    std::unique_ptr<juce::AudioFormatReader> decoder (createBufferedReader (file, formats));
     if (decoder == nullptr)
     {
         opened.problem = "is not an audio file that can be decoded";

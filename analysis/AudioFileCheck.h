@@ -15,6 +15,9 @@ namespace audiofile
 constexpr double lowestSampleRate = 8000.0;
 constexpr double highestSampleRate = 768000.0;
 
+// The read buffer a file's decoder reads through.
+constexpr int readBufferBytes = 256 * 1024;
+
 // Where a file's audio stops being what its header promises.
 struct Fault
 {
