@@ -7,6 +7,7 @@
 #include <cmath>
 #include <thread>
 
+using ffmpegtest::sameSamples;
 using testaudio::Signal;
 
 #define REQUIRE_FFMPEG_TOOL()                                                  \
@@ -15,20 +16,6 @@ using testaudio::Signal;
 
 namespace
 {
-// Exact comparison of two signals; reports the first difference.
-::testing::AssertionResult sameSamples (const Signal& expected, const Signal& actual)
-{
-    if (expected.numChannels() != actual.numChannels() || expected.numFrames() != actual.numFrames())
-        return ::testing::AssertionFailure() << "shape " << expected.numChannels() << "x" << expected.numFrames()
-                                             << " vs " << actual.numChannels() << "x" << actual.numFrames();
-    for (size_t c = 0; c < expected.channels.size(); ++c)
-        for (size_t i = 0; i < expected.channels[c].size(); ++i)
-            if (expected.channels[c][i] != actual.channels[c][i])
-                return ::testing::AssertionFailure() << "channel " << c << " frame " << i << ": "
-                                                     << expected.channels[c][i] << " vs " << actual.channels[c][i];
-    return ::testing::AssertionSuccess();
-}
-
 Signal slice (const Signal& s, juce::int64 start, int count)
 {
     Signal out;

@@ -89,4 +89,17 @@ testaudio::Signal programme (double sampleRate, int numChannels, int numFrames, 
         return (float) v;
     });
 }
+
+::testing::AssertionResult sameSamples (const testaudio::Signal& expected, const testaudio::Signal& actual)
+{
+    if (expected.numChannels() != actual.numChannels() || expected.numFrames() != actual.numFrames())
+        return ::testing::AssertionFailure() << "shape " << expected.numChannels() << "x" << expected.numFrames()
+                                             << " vs " << actual.numChannels() << "x" << actual.numFrames();
+    for (size_t c = 0; c < expected.channels.size(); ++c)
+        for (size_t i = 0; i < expected.channels[c].size(); ++i)
+            if (expected.channels[c][i] != actual.channels[c][i])
+                return ::testing::AssertionFailure() << "channel " << c << " frame " << i << ": "
+                                                     << expected.channels[c][i] << " vs " << actual.channels[c][i];
+    return ::testing::AssertionSuccess();
+}
 } // namespace ffmpegtest

@@ -2,6 +2,7 @@
 
 #include "support/TestAudio.h"
 
+#include <gtest/gtest.h>
 #include <juce_audio_formats/juce_audio_formats.h>
 
 #include <memory>
@@ -29,6 +30,8 @@ testaudio::Signal readAll (juce::AudioFormatReader& reader, int blockSize = 1638
 // Reads numSamples from start into a fresh signal of the reader's channel count.
 testaudio::Signal readRange (juce::AudioFormatReader& reader, juce::int64 start, int numSamples);
 
+// Exact comparison of two signals; reports the first difference.
+::testing::AssertionResult sameSamples (const testaudio::Signal& expected, const testaudio::Signal& actual);
 // Opens a file with our FFmpeg format alone; null if it refuses.
 std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file);
 
