@@ -445,15 +445,13 @@ int walkFrames (Walk& w)
                 available = w.supply->waitFor (std::min (endSample, i + runLength + Track::readBlock));
             runStart = i;
             runEnd = std::min ({ endSample, available, i + runLength });
-            for (int k = runStart; k < runEnd; ++k)
+            if constexpr (layout == Layout::stereo)
+                loudness.kWeightedPowers (leftSamples + runStart, rightSamples + runStart, runEnd - runStart,
+                                          weightedRun.data(), unweightedRun.data());
+            for (int k = runStart; k < runEnd && layout != Layout::stereo; ++k)
             {
                 float weighted = 0.0f, unweighted = 0.0f;
-                if constexpr (layout == Layout::stereo)
-                {
-                    weighted = loudness.kWeightedPower (leftSamples[k], rightSamples[k]);
-                    unweighted = plain.plainPower (leftSamples[k], rightSamples[k]);
-                }
-                else if constexpr (layout == Layout::mono)
+                if constexpr (layout == Layout::mono)
                 {
                     const float x = leftSamples[k];
                     const float y = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (x));
