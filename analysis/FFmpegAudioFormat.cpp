@@ -27,14 +27,16 @@ void keepFFmpegQuiet()
 
 struct FormatContextDeleter
 {
-    void operator() (AVFormatContext* f) const { ff().avformat_close_input (&f); }
+    const ffmpeg::FormatLibrary* formats;
+    void operator() (AVFormatContext* f) const { formats->avformat_close_input (&f); }
 };
 struct IoContextDeleter
 {
+    const ffmpeg::FormatLibrary* formats;
     void operator() (AVIOContext* io) const
     {
         ff().av_freep (&io->buffer); // FFmpeg may have replaced the buffer we gave it
-        ff().avio_context_free (&io);
+        formats->avio_context_free (&io);
     }
 };
 struct CodecContextDeleter
@@ -227,33 +229,38 @@ bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
 
 bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
 {
+    // Held until every demuxing object below is gone, which the order of declaration ensures.
+    const auto formats = ffmpeg::formatLibrary();
+    if (formats == nullptr)
+        return false;
     constexpr int ioBufferSize = 1 << 16;
     auto* ioBuffer = static_cast<unsigned char*> (ff().av_malloc (ioBufferSize));
     if (ioBuffer == nullptr)
         return false;
     std::unique_ptr<AVIOContext, IoContextDeleter> io (
-        ff().avio_alloc_context (ioBuffer, ioBufferSize, 0, &in, readFromStream, nullptr, seekInStream));
+        formats->avio_alloc_context (ioBuffer, ioBufferSize, 0, &in, readFromStream, nullptr, seekInStream),
+        IoContextDeleter { formats.get() });
     if (io == nullptr)
     {
         ff().av_free (ioBuffer);
         return false;
     }
 
-    AVFormatContext* rawFormat = ff().avformat_alloc_context();
+    AVFormatContext* rawFormat = formats->avformat_alloc_context();
     if (rawFormat == nullptr)
         return false;
     rawFormat->pb = io.get();
     rawFormat->flags |= AVFMT_FLAG_CUSTOM_IO;
-    if (ff().avformat_open_input (&rawFormat, "", nullptr, nullptr) < 0)
+    if (formats->avformat_open_input (&rawFormat, "", nullptr, nullptr) < 0)
         return false; // rawFormat has been freed
-    std::unique_ptr<AVFormatContext, FormatContextDeleter> format (rawFormat);
+    std::unique_ptr<AVFormatContext, FormatContextDeleter> format (rawFormat, FormatContextDeleter { formats.get() });
 
     // Only audio matters; a video stream in .wmv/.asf is never decoded.
     for (unsigned i = 0; i < format->nb_streams; ++i)
         if (format->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
             format->streams[i]->discard = AVDISCARD_ALL;
 
-    if (ff().avformat_find_stream_info (format.get(), nullptr) < 0)
+    if (formats->avformat_find_stream_info (format.get(), nullptr) < 0)
         return false;
 
     AVStream* stream = nullptr;
@@ -297,7 +304,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
 
     for (int failures = 0;;)
     {
-        const int r = ff().av_read_frame (format.get(), packet.get());
+        const int r = formats->av_read_frame (format.get(), packet.get());
         if (r == AVERROR_EOF)
             break;
         if (r < 0)
@@ -305,7 +312,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             // Damaged data: go on while the demuxer still moves, up to a point.
             if (out.damagedPacket < 0)
                 out.damagedPacket = (int) out.packets.size();
-            if (ff().avio_feof (format->pb) || ++failures > 64)
+            if (formats->avio_feof (format->pb) || ++failures > 64)
                 break;
             continue;
         }

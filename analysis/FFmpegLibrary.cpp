@@ -3,6 +3,7 @@
 #include <juce_core/juce_core.h>
 
 #include <array>
+#include <mutex>
 
 namespace ffmpeg
 {
@@ -24,16 +25,15 @@ juce::String fileName (const char* base, int major)
 struct Loaded
 {
     // Dependencies first; each stays open for the life of the process.
-    std::array<juce::DynamicLibrary, 4> handles;
+    std::array<juce::DynamicLibrary, 3> handles;
     Library functions;
     bool complete = false;
 
     Loaded()
     {
-        const std::array<juce::String, 4> names { fileName ("avutil", LIBAVUTIL_VERSION_MAJOR),
+        const std::array<juce::String, 3> names { fileName ("avutil", LIBAVUTIL_VERSION_MAJOR),
                                                   fileName ("swresample", LIBSWRESAMPLE_VERSION_MAJOR),
-                                                  fileName ("avcodec", LIBAVCODEC_VERSION_MAJOR),
-                                                  fileName ("avformat", LIBAVFORMAT_VERSION_MAJOR) };
+                                                  fileName ("avcodec", LIBAVCODEC_VERSION_MAJOR) };
         for (size_t i = 0; i < names.size(); ++i)
             if (! handles[i].open (names[i]))
                 return;
@@ -53,11 +53,46 @@ struct Loaded
 #undef ORVANE_FFMPEG_FIND
     }
 };
+
+// libavformat while it is held; closed with the last holder.
+struct LoadedFormats : FormatLibrary
+{
+    juce::DynamicLibrary handle;
+    bool complete = false;
+
+    LoadedFormats()
+    {
+        if (! handle.open (fileName ("avformat", LIBAVFORMAT_VERSION_MAJOR)))
+            return;
+        complete = true;
+#define ORVANE_FFMPEG_FIND(name)                                                                       \
+    name = reinterpret_cast<decltype (name)> (handle.getFunction (#name));                             \
+    complete = complete && name != nullptr;
+        ORVANE_FFMPEG_FORMAT_FUNCTIONS (ORVANE_FFMPEG_FIND)
+#undef ORVANE_FFMPEG_FIND
+    }
+};
 } // namespace
 
 const Library* library()
 {
     static const Loaded loaded;
     return loaded.complete ? &loaded.functions : nullptr;
+}
+
+std::shared_ptr<const FormatLibrary> formatLibrary()
+{
+    if (library() == nullptr)
+        return {};
+    static std::mutex lock;
+    static std::weak_ptr<const FormatLibrary> held;
+    const std::lock_guard<std::mutex> guard (lock);
+    if (auto existing = held.lock())
+        return existing;
+    auto loaded = std::make_shared<const LoadedFormats>();
+    if (! loaded->complete)
+        return {};
+    held = loaded;
+    return loaded;
 }
 } // namespace ffmpeg

@@ -10,12 +10,15 @@ extern "C"
 #include <libswresample/swresample.h>
 }
 
+#include <memory>
+
 // The FFmpeg functions the MP3 and Windows Media reader calls, reached through libraries that
 // are loaded the first time a file needs them. A check of WAV, AIFF or FLAC files never loads
 // them: with the hundred-odd libraries FFmpeg's own depend on, that saves tens of
 // milliseconds and megabytes on every start.
 namespace ffmpeg
 {
+// Decoding: libavutil, libswresample and libavcodec, open for the rest of the process once loaded.
 #define ORVANE_FFMPEG_FUNCTIONS(X)                                                                     \
     X (av_log_set_level)                                                                               \
     X (av_malloc)                                                                                      \
@@ -44,6 +47,13 @@ namespace ffmpeg
     X (avcodec_parameters_free)                                                                        \
     X (avcodec_parameters_copy)                                                                        \
     X (avcodec_parameters_to_context)                                                                  \
+    X (swr_alloc_set_opts2)                                                                            \
+    X (swr_init)                                                                                       \
+    X (swr_convert)                                                                                    \
+    X (swr_free)
+
+// Demuxing: libavformat, only needed while a file is opened (every packet is listed then).
+#define ORVANE_FFMPEG_FORMAT_FUNCTIONS(X)                                                              \
     X (avformat_alloc_context)                                                                         \
     X (avformat_open_input)                                                                            \
     X (avformat_find_stream_info)                                                                      \
@@ -51,20 +61,27 @@ namespace ffmpeg
     X (av_read_frame)                                                                                  \
     X (avio_alloc_context)                                                                             \
     X (avio_context_free)                                                                              \
-    X (avio_feof)                                                                                      \
-    X (swr_alloc_set_opts2)                                                                            \
-    X (swr_init)                                                                                       \
-    X (swr_convert)                                                                                    \
-    X (swr_free)
+    X (avio_feof)
 
+#define ORVANE_FFMPEG_POINTER(name) decltype (&::name) name = nullptr;
 struct Library
 {
-#define ORVANE_FFMPEG_POINTER(name) decltype (&::name) name = nullptr;
     ORVANE_FFMPEG_FUNCTIONS (ORVANE_FFMPEG_POINTER)
-#undef ORVANE_FFMPEG_POINTER
 };
 
-// The functions, loaded on the first call; null, on every call, when a library or one of the
-// functions could not be found.
+struct FormatLibrary
+{
+    ORVANE_FFMPEG_FORMAT_FUNCTIONS (ORVANE_FFMPEG_POINTER)
+};
+#undef ORVANE_FFMPEG_POINTER
+
+// The decoding functions, loaded on the first call; null, on every call, when a library or
+// one of the functions could not be found.
 const Library* library();
+
+// The demuxing functions, for as long as the pointer is held: libavformat, with the forty-odd
+// libraries that only it depends on (network, disc and tracker formats among them), is closed
+// again when the last holder lets go, which gives back a sizeable part of what FFmpeg takes
+// before a file's samples are decoded. Null when it or the decoding libraries can't be loaded.
+std::shared_ptr<const FormatLibrary> formatLibrary();
 } // namespace ffmpeg

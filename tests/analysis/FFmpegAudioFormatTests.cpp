@@ -234,6 +234,37 @@ TEST (FFmpegAudioFormat, VideoStreamsAreIgnored)
     EXPECT_EQ (coveredReader->numChannels, 1u);
 }
 
+#if JUCE_LINUX
+namespace
+{
+bool demuxerMapped()
+{
+    return juce::File ("/proc/self/maps").loadFileAsString().contains ("libavformat");
+}
+} // namespace
+
+// The demuxing library is held only while a file is opened: the readers it leaves behind
+// decode without it, and the next file loads it again.
+TEST (FFmpegAudioFormat, TheDemuxingLibraryIsClosedOnceAFileIsOpen)
+{
+    REQUIRE_FFMPEG_TOOL();
+    testaudio::TempFolder temp;
+    const auto first = temp.file ("first.mp3"), second = temp.file ("second.wma");
+    const auto signal = ffmpegtest::programme (44100.0, 2, 44100 * 2, 5);
+    ASSERT_TRUE (ffmpegtest::encode (signal, first, { "-c:a", "libmp3lame", "-b:a", "160k" }));
+    ASSERT_TRUE (ffmpegtest::encode (signal, second, { "-c:a", "wmav2", "-b:a", "128k" }));
+
+    auto firstReader = ffmpegtest::openReader (first);
+    ASSERT_NE (firstReader, nullptr);
+    EXPECT_FALSE (demuxerMapped());
+    auto secondReader = ffmpegtest::openReader (second);
+    ASSERT_NE (secondReader, nullptr);
+    EXPECT_FALSE (demuxerMapped());
+    EXPECT_TRUE (sameSamples (ffmpegtest::decode (first), ffmpegtest::readAll (*firstReader)));
+    EXPECT_TRUE (sameSamples (ffmpegtest::decode (second), ffmpegtest::readAll (*secondReader)));
+}
+#endif
+
 namespace
 {
 // A stream that tells when it is deleted.
