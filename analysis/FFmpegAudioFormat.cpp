@@ -25,6 +25,26 @@ void keepFFmpegQuiet()
     std::call_once (once, [] { ff().av_log_set_level (AV_LOG_QUIET); });
 }
 
+// The demuxing library of the last opening stays loaded until a reader's samples are first
+// read. A file is often opened twice in a row (the checker looks for faults, then loads it),
+// and loading the library again in between would cost more than keeping it; by the time the
+// samples are decoded into memory, it is closed.
+std::mutex demuxerLock;
+std::shared_ptr<const ffmpeg::FormatLibrary> lingeringDemuxer;
+
+void keepDemuxer (std::shared_ptr<const ffmpeg::FormatLibrary> formats)
+{
+    const std::lock_guard<std::mutex> guard (demuxerLock);
+    lingeringDemuxer = std::move (formats);
+}
+
+void releaseDemuxer()
+{
+    std::shared_ptr<const ffmpeg::FormatLibrary> released;
+    const std::lock_guard<std::mutex> guard (demuxerLock);
+    released.swap (lingeringDemuxer); // closed here, after the lock is let go
+}
+
 struct FormatContextDeleter
 {
     const ffmpeg::FormatLibrary* formats;
@@ -233,6 +253,7 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
     const auto formats = ffmpeg::formatLibrary();
     if (formats == nullptr)
         return false;
+    keepDemuxer (formats);
     constexpr int ioBufferSize = 1 << 16;
     auto* ioBuffer = static_cast<unsigned char*> (ff().av_malloc (ioBufferSize));
     if (ioBuffer == nullptr)
@@ -459,6 +480,8 @@ public:
     bool readSamples (int* const* destChannels, int numDestChannels, int startOffsetInDestBuffer,
                       juce::int64 startSampleInFile, int numSamples) override
     {
+        if (! demuxerReleased.exchange (true))
+            releaseDemuxer();
         int done = 0;
         while (done < numSamples)
         {
@@ -671,6 +694,7 @@ private:
     int converterRate = 0;
     juce::AudioBuffer<float> scratch;
     std::atomic<juce::int64> damagedAt { -1 };
+    std::atomic<bool> demuxerReleased { false };
 };
 } // namespace
 

@@ -243,9 +243,9 @@ bool demuxerMapped()
 }
 } // namespace
 
-// The demuxing library is held only while a file is opened: the readers it leaves behind
-// decode without it, and the next file loads it again.
-TEST (FFmpegAudioFormat, TheDemuxingLibraryIsClosedOnceAFileIsOpen)
+// The demuxing library is held from a file's opening until samples are first read: the
+// readers decode without it, and the next file loads it again.
+TEST (FFmpegAudioFormat, TheDemuxingLibraryIsClosedOnceSamplesAreRead)
 {
     REQUIRE_FFMPEG_TOOL();
     testaudio::TempFolder temp;
@@ -254,14 +254,18 @@ TEST (FFmpegAudioFormat, TheDemuxingLibraryIsClosedOnceAFileIsOpen)
     ASSERT_TRUE (ffmpegtest::encode (signal, first, { "-c:a", "libmp3lame", "-b:a", "160k" }));
     ASSERT_TRUE (ffmpegtest::encode (signal, second, { "-c:a", "wmav2", "-b:a", "128k" }));
 
-    auto firstReader = ffmpegtest::openReader (first);
-    ASSERT_NE (firstReader, nullptr);
-    EXPECT_FALSE (demuxerMapped());
-    auto secondReader = ffmpegtest::openReader (second);
-    ASSERT_NE (secondReader, nullptr);
-    EXPECT_FALSE (demuxerMapped());
-    EXPECT_TRUE (sameSamples (ffmpegtest::decode (first), ffmpegtest::readAll (*firstReader)));
-    EXPECT_TRUE (sameSamples (ffmpegtest::decode (second), ffmpegtest::readAll (*secondReader)));
+    for (const auto& file : { first, second })
+    {
+        auto reader = ffmpegtest::openReader (file);
+        ASSERT_NE (reader, nullptr);
+        EXPECT_TRUE (demuxerMapped()) << "kept for a second opening";
+        const auto again = ffmpegtest::openReader (file);
+        ASSERT_NE (again, nullptr);
+        const auto samples = ffmpegtest::readAll (*reader);
+        EXPECT_FALSE (demuxerMapped()) << "closed once decoding has begun";
+        EXPECT_TRUE (sameSamples (ffmpegtest::decode (file), samples));
+        EXPECT_TRUE (sameSamples (samples, ffmpegtest::readAll (*again)));
+    }
 }
 #endif
 

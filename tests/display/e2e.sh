@@ -33,7 +33,9 @@ wait_for 30 xdotool search --name "$title" || fail "no window titled 'ORVANE - s
 window="$(xdotool search --name "$title" | head -n 1)"
 window_is_1200x900() { xdotool getwindowgeometry "$window" | grep -q "Geometry: 1200x900"; }
 wait_for 10 window_is_1200x900 || fail "the window did not take the session's size"
-both_loaded() { grep -q "^Loading track 2 of 2$" "$work/status.txt" && [ "$(tail -n 1 "$work/status.txt")" = "All tracks loaded" ]; }
+# Each track shows one "Loading track x of n" text, but the counts are read when the window
+# gets to the message: behind a quick load they may already be back at "0 of 0".
+both_loaded() { [ "$(grep -c "^Loading track " "$work/status.txt")" -ge 2 ] && [ "$(tail -n 1 "$work/status.txt")" = "All tracks loaded" ]; }
 wait_for 60 both_loaded || fail "the tracks did not finish loading"
 
 # Where things are on the screen: the track list starts at (4, 55) in the window, strips are 140
