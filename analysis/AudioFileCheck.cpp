@@ -319,6 +319,8 @@ std::optional<Fault> CheckedReader::fault() const
     return decoded;
 }
 
+namespace
+{
 // Opens a file the way juce::AudioFormatManager does (each format that claims the file's
 // extension has a go, in order), but through a read buffer: the readers ask for a few
 // kilobytes at a time, and a read from the system for each of them costs more than the
@@ -338,6 +340,7 @@ juce::AudioFormatReader* createBufferedReader (const juce::File& file, juce::Aud
     }
     return nullptr;
 }
+} // namespace
 
 Opened open (const juce::File& file, juce::AudioFormatManager& formats)
 {
