@@ -32,10 +32,16 @@ if command -v xprop >/dev/null 2>&1; then
     # JUCE writes the limits and then the position over them, and writes the limits again when
     # the window reports its new bounds; a second move to bounds it already has reports
     # nothing, and the limits stay overwritten until the next move. A move from outside then
-    # brings them back, as it would under any window manager.
+    # brings them back, as it would under any window manager. Each move is let arrive before
+    # the next: two that the window takes in one go look like no move at all.
+    at() { xdotool getwindowgeometry "$window" | grep -q "Position: $1,$2 "; }
+    nudge() {
+        xdotool windowmove "$window" 61 41 && wait_for 5 at 61 41 && sleep 0.5
+        xdotool windowmove "$window" 60 40 && wait_for 5 at 60 40
+        wait_for 5 size_limits_hinted
+    }
     if ! wait_for 10 size_limits_hinted; then
-        xdotool windowmove "$window" 61 41 && xdotool windowmove "$window" 60 40
-        wait_for 10 size_limits_hinted \
+        nudge || nudge || nudge \
             || fail "no size limits of 1000 by 800 to 8000 by 5000: $(xprop -id "$window" WM_NORMAL_HINTS)"
     fi
 fi
