@@ -446,20 +446,25 @@ int walkFrames (Walk& w)
             runStart = i;
             runEnd = std::min ({ endSample, available, i + runLength });
             if constexpr (layout == Layout::stereo)
+            {
                 loudness.kWeightedPowers (leftSamples + runStart, rightSamples + runStart, runEnd - runStart,
                                           weightedRun.data(), unweightedRun.data());
-            for (int k = runStart; k < runEnd && layout != Layout::stereo; ++k)
+            }
+            else
             {
-                float weighted = 0.0f, unweighted = 0.0f;
-                if constexpr (layout == Layout::mono)
+                for (int k = runStart; k < runEnd; ++k)
                 {
-                    const float x = leftSamples[k];
-                    const float y = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (x));
-                    weighted = y * y;
-                    unweighted = x * x;
+                    float weighted = 0.0f, unweighted = 0.0f;
+                    if constexpr (layout == Layout::mono)
+                    {
+                        const float x = leftSamples[k];
+                        const float y = loudness.leftStage2.BiQuad<float>::process (loudness.leftStage1.BiQuad<float>::process (x));
+                        weighted = y * y;
+                        unweighted = x * x;
+                    }
+                    weightedRun[(size_t) (k - runStart)] = weighted;
+                    unweightedRun[(size_t) (k - runStart)] = unweighted;
                 }
-                weightedRun[(size_t) (k - runStart)] = weighted;
-                unweightedRun[(size_t) (k - runStart)] = unweighted;
             }
             renewals = loudness.sumRenewalsAhead (weightedRun.data(), runEnd - runStart, renewalAt, renewalSum);
             nextRenewal = 0;

@@ -73,41 +73,21 @@ public:
     float plainPower (float left, float right) override { return left * left + right * right; }
 
     // kWeightedPower and plainPower for n frames in a row, giving just their values and
-    // leaving the filters as n calls would. The four filters run on copies held in registers:
-    // called one by one they go through memory, and every sample waits on the stores of the
-    // one before it.
+    // leaving the filters as n calls would. The four filters run on local copies the compiler
+    // keeps in registers: called one by one on the members they go through memory, and every
+    // sample waits on the stores of the one before it.
     void kWeightedPowers (const float* left, const float* right, int n, float* weighted, float* plain)
     {
-        struct Section
-        {
-            explicit Section (const BiQuad<float>& f)
-                : b0 (f.b0), b1 (f.b1), b2 (f.b2), a1 (f.a1), a2 (f.a2), scale (1.0f / f.a0), x1 (f.x1), x2 (f.x2),
-                  y1 (f.y1), y2 (f.y2)
-            {
-            }
-            float process (float x)
-            {
-                const float y = ((x1 * b1 + x * b0 + b2 * x2) - y1 * a1 - a2 * y2) * scale;
-                x2 = x1;
-                x1 = x;
-                y2 = y1;
-                y1 = y;
-                return y;
-            }
-            void storeTo (BiQuad<float>& f) const { f.x1 = x1, f.x2 = x2, f.y1 = y1, f.y2 = y2; }
-            const float b0, b1, b2, a1, a2, scale;
-            float x1, x2, y1, y2;
-        };
-        Section l1 (leftStage1), l2 (leftStage2), r1 (rightStage1), r2 (rightStage2);
+        BiQuad<float> l1 (leftStage1), l2 (leftStage2), r1 (rightStage1), r2 (rightStage2);
         for (int k = 0; k < n; ++k)
         {
             const float x = left[k], z = right[k];
-            const float l = l2.process (l1.process (x));
-            const float r = r2.process (r1.process (z));
+            const float l = l2.BiQuad<float>::process (l1.BiQuad<float>::process (x));
+            const float r = r2.BiQuad<float>::process (r1.BiQuad<float>::process (z));
             weighted[k] = l * l + r * r;
             plain[k] = x * x + z * z;
         }
-        l1.storeTo (leftStage1), l2.storeTo (leftStage2), r1.storeTo (rightStage1), r2.storeTo (rightStage2);
+        leftStage1 = l1, leftStage2 = l2, rightStage1 = r1, rightStage2 = r2;
     }
 
     float shortTermStep (float power, bool* renewed = nullptr) override
