@@ -3,6 +3,7 @@
 #include "analysis/AudioFileCheck.h"
 
 #include "analysis/FFmpegLibrary.h"
+#include "analysis/MpegAudioFrames.h"
 
 #include <algorithm>
 #include <atomic>
@@ -247,6 +248,26 @@ bool decodeOnePacket (AVCodecContext& decoder, const AVPacket* packet, AVFrame& 
     return ok && (sent >= 0 || sent == AVERROR_EOF || sent == AVERROR (EAGAIN));
 }
 
+// Places every packet's kept samples on the output's time line. The start skip may span
+// several short packets; the end padding belongs to the packet that carries it.
+bool trim (DemuxedAudio& out, const std::vector<uint32_t>& skipRecords, const std::vector<uint32_t>& discardRecords)
+{
+    juce::int64 skipLeft = 0, position = 0;
+    for (size_t i = 0; i < out.packets.size(); ++i)
+    {
+        auto& entry = out.packets[i];
+        skipLeft += skipRecords[i];
+        entry.skipFront = (int) std::min<juce::int64> (skipLeft, entry.rawSamples);
+        skipLeft -= entry.skipFront;
+        entry.kept = std::max (0, entry.rawSamples - entry.skipFront - (int) std::min<uint32_t> (discardRecords[i], (uint32_t) entry.rawSamples));
+        entry.outStart = position;
+        position += entry.kept;
+        out.maxRawSamples = std::max (out.maxRawSamples, entry.rawSamples);
+    }
+    out.length = position;
+    return out.length > 0;
+}
+
 bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
 {
     // Held until every demuxing object below is gone, which the order of declaration ensures.
@@ -425,22 +446,51 @@ bool demuxWholeStream (juce::InputStream& in, DemuxedAudio& out)
             return false;
     }
 
-    // Trim: the start skip may span several short packets; the end padding belongs to the
-    // packet that carries it.
-    juce::int64 skipLeft = 0, position = 0;
-    for (size_t i = 0; i < out.packets.size(); ++i)
+    return trim (out, skipRecords, discardRecords);
+}
+
+// A plain layer III file's frames, found without FFmpeg's demuxer: the packets, trims and
+// promised length are those the demuxer gives for such a file, so every read is the same.
+bool takeMpegFrames (juce::InputStream& in, DemuxedAudio& out)
+{
+    const auto found = mpegaudio::findFrames (in);
+    if (! found)
+        return false;
+
+    out.params.reset (ff().avcodec_parameters_alloc());
+    if (out.params == nullptr)
+        return false;
+    out.params->codec_type = AVMEDIA_TYPE_AUDIO;
+    out.params->codec_id = AV_CODEC_ID_MP3;
+    out.params->sample_rate = found->sampleRate;
+    out.params->ch_layout.order = AV_CHANNEL_ORDER_UNSPEC;
+    out.params->ch_layout.nb_channels = found->numChannels;
+    out.decoder = openDecoder (*out.params);
+    if (out.decoder == nullptr)
+        return false;
+    out.sampleRate = out.decoder->sample_rate;
+    out.numChannels = out.decoder->ch_layout.nb_channels;
+    out.promisedLength = found->promisedLength;
+
+    const auto count = found->frames.size();
+    const juce::int64 frameLength = found->samplesPerFrame;
+    std::vector<uint32_t> skipRecords (count, 0), discardRecords (count, 0);
+    out.packets.reserve (count);
+    for (size_t i = 0; i < count; ++i)
     {
-        auto& entry = out.packets[i];
-        skipLeft += skipRecords[i];
-        entry.skipFront = (int) std::min<juce::int64> (skipLeft, entry.rawSamples);
-        skipLeft -= entry.skipFront;
-        entry.kept = std::max (0, entry.rawSamples - entry.skipFront - (int) std::min<uint32_t> (discardRecords[i], (uint32_t) entry.rawSamples));
-        entry.outStart = position;
-        position += entry.kept;
-        out.maxRawSamples = std::max (out.maxRawSamples, entry.rawSamples);
+        PacketEntry entry;
+        entry.size = found->frames[i].size;
+        entry.filePos = found->frames[i].filePos;
+        entry.rawSamples = (int) frameLength;
+        out.packets.push_back (entry);
+
+        // The padding is counted from the start of the decoded stream, the decoder's delay included.
+        const juce::int64 start = (juce::int64) i * frameLength, end = start + frameLength;
+        if (found->firstDiscard != 0 && end >= found->firstDiscard && start < found->lastDiscard)
+            discardRecords[i] = (uint32_t) std::min (end - found->firstDiscard, frameLength);
     }
-    out.length = position;
-    return out.length > 0;
+    skipRecords[0] = (uint32_t) found->startSkip;
+    return trim (out, skipRecords, discardRecords);
 }
 
 class FFmpegReader final : public juce::AudioFormatReader, public audiofile::FaultReporting
@@ -698,8 +748,9 @@ private:
 };
 } // namespace
 
-FFmpegAudioFormat::FFmpegAudioFormat()
-    : juce::AudioFormat (juce::String (formatName), juce::StringArray { ".mp3", ".wmv", ".asf", ".wm", ".wma" })
+FFmpegAudioFormat::FFmpegAudioFormat (bool findMpegFramesItself)
+    : juce::AudioFormat (juce::String (formatName), juce::StringArray { ".mp3", ".wmv", ".asf", ".wm", ".wma" }),
+      findsMpegFramesItself (findMpegFramesItself)
 {
 }
 
@@ -725,7 +776,21 @@ juce::AudioFormatReader* FFmpegAudioFormat::createReaderFor (juce::InputStream* 
 
     DemuxedAudio demuxed;
     const auto startPosition = sourceStream->getPosition();
-    if (loaded && demuxWholeStream (*sourceStream, demuxed))
+    auto opened = [&]
+    {
+        if (! loaded)
+            return false;
+        if (findsMpegFramesItself)
+        {
+            if (takeMpegFrames (*sourceStream, demuxed))
+                return true;
+            demuxed = {};
+            if (! sourceStream->setPosition (startPosition))
+                return false;
+        }
+        return demuxWholeStream (*sourceStream, demuxed);
+    };
+    if (opened())
     {
         auto reader = std::make_unique<FFmpegReader> (sourceStream, std::move (demuxed));
         if (reader->isUsable())

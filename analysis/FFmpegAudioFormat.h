@@ -7,8 +7,9 @@
 // The reader delivers 32-bit float samples at the stream's own rate and channel count.
 // Its length is exact from the moment it is opened: an MP3's encoder delay and end padding,
 // as its LAME/Xing tag states them, are trimmed, so a file encoded from N frames reads as N
-// frames. The compressed packets of the audio stream are read into memory when the reader
-// opens; MP3 frame headers give the length from that alone, while Windows Media is decoded
+// frames. Every packet of the audio stream is listed when the reader opens (a plain MP3's
+// frames by walking their headers, anything else through FFmpeg's demuxer); MP3 frame
+// headers give the length from that alone, while Windows Media is decoded
 // once at open to count its samples (its container records no delay or padding, and the
 // length is whatever the decoder makes). Any position can be reached again: a read away
 // from the decoder's position restarts decoding a few packets earlier, so that the samples
@@ -21,7 +22,10 @@
 class FFmpegAudioFormat : public juce::AudioFormat
 {
 public:
-    FFmpegAudioFormat();
+    // A plain MP3 file's frames are found by reading their headers, which is far quicker than
+    // loading FFmpeg's demuxing library for it; false sends every file through that library.
+    // Either way a file reads the same.
+    explicit FFmpegAudioFormat (bool findMpegFramesItself = true);
     ~FFmpegAudioFormat() override;
 
     juce::Array<int> getPossibleSampleRates() override;
@@ -43,4 +47,7 @@ public:
     using juce::AudioFormat::createWriterFor;
 
     static constexpr const char* formatName = "FFmpeg audio";
+
+private:
+    const bool findsMpegFramesItself;
 };

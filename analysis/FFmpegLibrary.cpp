@@ -80,6 +80,11 @@ const Library* library()
     return loaded.complete ? &loaded.functions : nullptr;
 }
 
+std::jthread loadInBackground()
+{
+    return std::jthread ([] { library(); });
+}
+
 std::shared_ptr<const FormatLibrary> formatLibrary()
 {
     if (library() == nullptr)

@@ -11,6 +11,7 @@ extern "C"
 }
 
 #include <memory>
+#include <thread>
 
 // The FFmpeg functions the MP3 and Windows Media reader calls, reached through libraries that
 // are loaded the first time a file needs them. A check of WAV, AIFF or FLAC files never loads
@@ -78,6 +79,11 @@ struct FormatLibrary
 // The decoding functions, loaded on the first call; null, on every call, when a library or
 // one of the functions could not be found.
 const Library* library();
+
+// Loads the decoding libraries on a thread of its own, for a caller that knows it will need
+// them soon and has other work to do meanwhile; whoever calls library() first waits for the
+// load to finish. The thread is joined when the returned object goes.
+[[nodiscard]] std::jthread loadInBackground();
 
 // The demuxing functions, for as long as the pointer is held: libavformat, with the forty-odd
 // libraries that only it depends on (network, disc and tracker formats among them), is closed

@@ -1,5 +1,7 @@
 #include "cli/Checker.h"
 
+#include "analysis/FFmpegAudioFormat.h"
+#include "analysis/FFmpegLibrary.h"
 #include "analysis/Model.h"
 #include "cli/FileCheck.h"
 #include "cli/PresetList.h"
@@ -8,6 +10,7 @@
 #include "targets/SessionModel.h"
 #include "targets/TrackJudgement.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -499,6 +502,15 @@ int runCommandLine (const std::vector<std::string>& rawArguments, std::ostream& 
         out << helpText().toStdString();
         return finish (out, err, exitOk);
     }
+
+    // MP3 and Windows Media files need FFmpeg's libraries, whose loading takes longer than
+    // all the set-up below: it runs beside it.
+    std::jthread ffmpegLoad;
+    const auto ffmpegExtensions = FFmpegAudioFormat().getFileExtensions();
+    if (std::any_of (options.files.begin(), options.files.end(), [&] (const juce::String& name)
+                     { return std::any_of (ffmpegExtensions.begin(), ffmpegExtensions.end(),
+                                           [&] (const juce::String& e) { return name.endsWithIgnoreCase (e); }); }))
+        ffmpegLoad = ffmpeg::loadInBackground();
 
     juce::MessageManager::getInstance();
     Model model;

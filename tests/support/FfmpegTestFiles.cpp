@@ -69,9 +69,9 @@ testaudio::Signal readAll (juce::AudioFormatReader& reader, int blockSize)
     return all;
 }
 
-std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file)
+std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file, bool findMpegFramesItself)
 {
-    FFmpegAudioFormat format;
+    FFmpegAudioFormat format (findMpegFramesItself);
     return std::unique_ptr<juce::AudioFormatReader> (format.createReaderFor (file.createInputStream().release(), true));
 }
 

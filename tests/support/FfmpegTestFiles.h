@@ -32,8 +32,9 @@ testaudio::Signal readRange (juce::AudioFormatReader& reader, juce::int64 start,
 
 // Exact comparison of two signals; reports the first difference.
 ::testing::AssertionResult sameSamples (const testaudio::Signal& expected, const testaudio::Signal& actual);
-// Opens a file with our FFmpeg format alone; null if it refuses.
-std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file);
+// Opens a file with our FFmpeg format alone; null if it refuses. findMpegFramesItself as
+// FFmpegAudioFormat takes it.
+std::unique_ptr<juce::AudioFormatReader> openReader (const juce::File& file, bool findMpegFramesItself = true);
 
 // Test programme material: a few partials and a little seeded noise, so that a VBR encoder
 // has something to vary on and samples are never trivially equal.
