@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <thread>
 
 using bws::ProductAvailabilityChecks;
@@ -58,6 +60,8 @@ public:
 
     bool listening = false;
     std::atomic<int> requests { 0 };
+    // When set, a reply after the first is held back until it returns true.
+    std::function<bool()> beforeNextReply;
 
 private:
     void serve()
@@ -69,6 +73,9 @@ private:
                 continue;
             char buffer[2048] = {};
             client->read (buffer, sizeof (buffer) - 1, false);
+            // A later reply waits until the test lets it go (for at most 10 s).
+            for (int waited = 0; requests > 0 && beforeNextReply && ! beforeNextReply() && waited < 1000; ++waited)
+                std::this_thread::sleep_for (std::chrono::milliseconds (10));
             ++requests;
             const auto reply = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nContent-Length: "
                                + juce::String (body.getNumBytesAsUTF8()) + "\r\n\r\n" + body;
@@ -92,6 +99,10 @@ TEST (Notices, ChecksStartAtTheTickAndCallBackOnlyWhileTheWindowIsAlive)
         bws::NoticeCallbackGuard guard;
         guard.alive = alive;
         std::atomic<int> updateCalls { 0 }, productCalls { 0 };
+        // Two notices at once would meet a busy guard and one would be dropped: the second
+        // answer waits for the first notice.
+        if (alive)
+            server.beforeNextReply = [&] { return updateCalls + productCalls > 0; };
         {
             ProductAvailabilityChecks checks (3, "2.0.6", server.address ("/version"), server.address ("/product"));
             checks.setCallbacks (&guard, [&] (bool available) { productCalls += available ? 1 : 100; },
