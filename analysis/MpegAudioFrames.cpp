@@ -10,6 +10,9 @@ namespace
 {
 // What two frames of one stream share: sync, version, layer and rate.
 constexpr juce::uint32 sameStreamMask = 0xffe00000u | (3u << 17) | (3u << 10) | (3u << 19);
+// What FFmpeg's demuxer asks the first two frames to share before it starts there (the
+// channel mode, copyright, original and emphasis bits too); otherwise it takes the first as junk.
+constexpr juce::uint32 sameStartMask = 0xfffe0ccfu;
 
 // ID3v2 tags larger than this in all are left to FFmpeg, whose format probe treats a tag
 // that fills its probe buffer in ways of its own.
@@ -76,12 +79,16 @@ std::optional<Frames> findFrames (juce::InputStream& in)
     if (total <= 0 || in.getPosition() != 0)
         return {};
 
-    // ID3v2 tags, one after another.
+    // An ID3v2 tag. A second one is left to FFmpeg, whose probe looks past the first alone,
+    // and so is a version 4 tag that says it has a footer: FFmpeg steps over the footer
+    // whether it is there or not.
     juce::int64 pos = 0;
-    for (std::array<juce::uint8, 10> tag {}; readAt (in, pos, tag.data(), 10) && isId3v2Header (tag.data());)
+    if (std::array<juce::uint8, 10> tag {}; readAt (in, pos, tag.data(), 10) && isId3v2Header (tag.data()))
     {
+        if (tag[3] == 4 && (tag[5] & 0x10) != 0)
+            return {};
         pos += 10 + (juce::int64) ((tag[6] << 21) | (tag[7] << 14) | (tag[8] << 7) | tag[9]);
-        if (pos > largestTags)
+        if (pos > largestTags || (readAt (in, pos, tag.data(), 10) && isId3v2Header (tag.data())))
             return {};
     }
 
@@ -170,6 +177,8 @@ std::optional<Frames> findFrames (juce::InputStream& in)
             break;
         if (pos + frame.frameSize > total)
             return {}; // a cut last frame
+        if (out.frames.size() == 1 && (h & sameStartMask) != (streamHeader & sameStartMask))
+            return {};
         streamHeader = h;
         out.frames.push_back ({ pos, frame.frameSize });
         pos += frame.frameSize;

@@ -8,11 +8,11 @@
 // The frames of a plain MPEG-1/2/2.5 layer III file, found by reading their headers only,
 // with the encoder delay and padding that its LAME tag records.
 //
-// Only a file whose every byte is accounted for is taken: ID3v2 tags at the start, an
+// Only a file whose every byte is accounted for is taken: an ID3v2 tag at the start, an
 // optional Xing/Info frame, then frames back to back to the end, each whole, all of one
-// version, layer, rate and channel count, then nothing or an ID3v1/APE tag. Anything else
-// (junk to resync over, a cut last frame, free-format or layer I/II frames, a VBRI header)
-// gives nothing, and the caller reads the file through FFmpeg's demuxer instead. What it
+// version, layer, rate and channel count (the first two alike in every bit FFmpeg compares),
+// then nothing or an ID3v1/APE tag. Anything else (junk to resync over, a cut last frame,
+// free-format or layer I/II frames, a VBRI header, a second ID3v2 tag) gives nothing, and the caller reads the file through FFmpeg's demuxer instead. What it
 // gives is what that demuxer makes of such a file: one packet per frame, the same skip of
 // delay plus the decoder's 529 samples on the first, the same padding discarded at the end,
 // and the same length promised by the frame count of the Xing/Info frame.

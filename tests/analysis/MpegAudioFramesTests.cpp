@@ -60,6 +60,8 @@ enum class Edit
     joined,        // two files one after the other
     brokenHeader,  // one frame's header zeroed
     apeTailWithFF, // an APE tag holding a byte a frame could start with
+    secondFrameMode, // the second frame in plain stereo, the rest joint: FFmpeg starts later
+    footerFlag,    // a version 4 ID3v2 tag that claims a footer it does not have
     coverArt,      // a PNG in the ID3v2 tag
 };
 
@@ -136,6 +138,14 @@ bool makeFile (const Mp3Case& c, const juce::File& file)
             if (! frames)
                 return false;
             std::memset (static_cast<char*> (bytes.getData()) + frameAt (frames->frames.size() / 3), 0, 4);
+            break;
+        case Edit::secondFrameMode:
+            if (! frames)
+                return false;
+            static_cast<juce::uint8*> (bytes.getData())[frameAt (1) + 3] &= 0x3f;
+            break;
+        case Edit::footerFlag:
+            static_cast<juce::uint8*> (bytes.getData())[5] |= 0x10;
             break;
         case Edit::apeTailWithFF:
         {
@@ -226,5 +236,7 @@ INSTANTIATE_TEST_SUITE_P (
         Mp3Case { "JunkInFront", 44100, 2, 2.0, { "-c:a", "libmp3lame", "-id3v2_version", "0" }, Edit::junkInFront, false },
         Mp3Case { "CutInsideAFrame", 44100, 2, 3.0, { "-c:a", "libmp3lame", "-q:a", "4" }, Edit::cutMidFrame, false },
         Mp3Case { "BrokenHeader", 44100, 2, 3.0, { "-c:a", "libmp3lame", "-b:a", "128k" }, Edit::brokenHeader, false },
-        Mp3Case { "ApeTagWithFF", 44100, 2, 2.0, { "-c:a", "libmp3lame", "-b:a", "128k" }, Edit::apeTailWithFF, false }),
+        Mp3Case { "ApeTagWithFF", 44100, 2, 2.0, { "-c:a", "libmp3lame", "-b:a", "128k" }, Edit::apeTailWithFF, false },
+        Mp3Case { "SecondFrameInAnotherMode", 44100, 2, 3.0, { "-c:a", "libmp3lame", "-b:a", "128k" }, Edit::secondFrameMode, false },
+        Mp3Case { "FooterFlagWithoutFooter", 44100, 2, 3.0, { "-c:a", "libmp3lame", "-id3v2_version", "4" }, Edit::footerFlag, false }),
     [] (const auto& info) { return std::string (info.param.name); });
