@@ -14,8 +14,8 @@ constexpr juce::uint32 sameStreamMask = 0xffe00000u | (3u << 17) | (3u << 10) | 
 // channel mode, copyright, original and emphasis bits too); otherwise it takes the first as junk.
 constexpr juce::uint32 sameStartMask = 0xfffe0ccfu;
 
-// ID3v2 tags larger than this in all are left to FFmpeg, whose format probe treats a tag
-// that fills its probe buffer in ways of its own.
+// An ID3v2 tag larger than this is left to FFmpeg, whose format probe treats a tag that
+// fills its probe buffer in ways of its own.
 constexpr juce::int64 largestTags = 512 * 1024;
 // Fewer frames than this are left to FFmpeg too: its probe is less sure of short streams.
 constexpr size_t fewestFrames = 16;

@@ -506,10 +506,10 @@ int runCommandLine (const std::vector<std::string>& rawArguments, std::ostream& 
     // MP3 and Windows Media files need FFmpeg's libraries, whose loading takes longer than
     // all the set-up below: it runs beside it.
     std::jthread ffmpegLoad;
-    const auto ffmpegExtensions = FFmpegAudioFormat().getFileExtensions();
+    FFmpegAudioFormat ffmpegFormat;
+    const auto here = juce::File::getCurrentWorkingDirectory();
     if (std::any_of (options.files.begin(), options.files.end(), [&] (const juce::String& name)
-                     { return std::any_of (ffmpegExtensions.begin(), ffmpegExtensions.end(),
-                                           [&] (const juce::String& e) { return name.endsWithIgnoreCase (e); }); }))
+                     { return ffmpegFormat.canHandleFile (here.getChildFile (name)); }))
         ffmpegLoad = ffmpeg::loadInBackground();
 
     juce::MessageManager::getInstance();
