@@ -4,6 +4,7 @@
 #include "analysis/Model.h"
 #include "analysis/Track.h"
 #include "measure/StereoMeasures.h"
+#include "measure/TruePeakScreen.h"
 
 #include <algorithm>
 #include <atomic>
@@ -171,6 +172,8 @@ public:
             feedTwo = truepeak::stereoTwoFrameFeedFor (*m.leftTruePeak, *m.rightTruePeak);
         }
         feedTwoOfOne = truepeak::twoFrameFeedFor (*m.leftTruePeak);
+        if (right != nullptr)
+            screen.prepare (*m.leftTruePeak, *m.rightTruePeak);
         worker = std::thread ([this] { run(); });
     }
 
@@ -215,6 +218,16 @@ private:
         int lastLoud = startSample - 1;
         int bucket = 0;
         int available = supply == nullptr ? endSample : 0;
+        // The largest sample magnitude of the walk so far, for the screen's bound; the screen
+        // is given up for good once a sample is not a finite number.
+        float record = 0.0f;
+        bool screening = screen.ready();
+        auto takeIntoRecord = [&record] (float a, float b)
+        {
+            const float x = std::abs (a), y = std::abs (b);
+            record = std::max ({ record, x, y });
+            return x <= std::numeric_limits<float>::max() && y <= std::numeric_limits<float>::max();
+        };
 
         for (int i = startSample; i < endSample; ++i)
         {
@@ -240,7 +253,18 @@ private:
                     lastLoud = i;
                 if ((double) std::max (std::abs (L1), std::abs (R1)) * ceiling > (double) bucketTruePeak)
                     lastLoud = i + 1;
-                const bool quiet = i - lastLoud >= taps;
+                bool quiet = i - lastLoud >= taps;
+                if (screening)
+                {
+                    screening = takeIntoRecord (L0, R0) && takeIntoRecord (L1, R1);
+                    // A pair whose bound stays under the bucket's largest can't raise it.
+                    if (screening && ! quiet && i - (screenTaps - 1) >= startSample)
+                    {
+                        double first, second;
+                        screen.bounds (left, right, i, record, first, second);
+                        quiet = std::max (first, second) < (double) bucketTruePeak;
+                    }
+                }
                 float t0 = 0.0f, t1 = 0.0f;
                 if (right != nullptr)
                 {
@@ -288,6 +312,8 @@ private:
             const float L = left[i];
             const float R = right != nullptr ? right[i] : 0.0f;
             const float magnitude = std::max (std::abs (L), std::abs (R));
+            if (screening)
+                screening = takeIntoRecord (L, R);
             if ((double) magnitude * ceiling > (double) bucketTruePeak)
                 lastLoud = i;
             const bool quiet = i - lastLoud >= taps;
@@ -336,6 +362,9 @@ private:
     StereoTruePeakFeed feed = nullptr;
     StereoTruePeakTwoFrameFeed feedTwo = nullptr;
     TruePeakTwoFrameFeed feedTwoOfOne = nullptr;
+    // Reads the sixteen samples up to each frame of a pair from the walk's own arrays.
+    TruePeakScreen screen;
+    static constexpr int screenTaps = 16;
     std::atomic<int> state { 0 };
     std::atomic<bool> stopRequested { false };
     std::thread worker;
@@ -386,6 +415,64 @@ struct Walk
 // before a stop: the values at those frames are those a write on every frame would leave.
 constexpr int progressInterval = 1024;
 
+// How many frames from frame i on (before runEnd) are quiet: none renews the short-term value
+// or the rolling peak, forms a block, gates, renews the range, measures a step, ends a bucket
+// or reports progress. On a quiet frame the walk's held values stay as they are.
+template <bool reference, typename Loudness>
+int quietFrames (const Walk& w, const Loudness& loudness, const Loudness& plain, int i, int runEnd, int untilStep,
+                 int untilProgress)
+{
+    const int endSample = w.endSample;
+    int n = std::min ({ runEnd - i, endSample - 1 - i, untilProgress, loudness.shortTermStepsWithoutRenewal(),
+                        loudness.integratedStepsWithoutEvent(), plain.integratedStepsWithoutEvent() });
+    if (w.buckets.counter <= w.buckets.length)
+        n = std::min (n, w.buckets.length - w.buckets.counter);
+    if constexpr (! reference)
+    {
+        n = std::min (n, loudness.peakStepsWithoutRenewal());
+        if (w.rangeCounter <= w.track.rangeInterval)
+            n = std::min (n, w.track.rangeInterval - w.rangeCounter);
+        if (untilStep >= 0)
+            n = std::min (n, untilStep);
+        // The last stepLength - 1 frames each measure a step.
+        if (w.track.stepLength > 0)
+            n = std::min (n, endSample - w.track.stepLength - i + 1);
+    }
+    return n;
+}
+
+// The sample peaks of n quiet frames from frame i: the record and the bucket's largest, and
+// the record after each frame into the rolling-peak ring.
+template <Layout layout, typename Loudness>
+void risingPeaks (Walk& w, Loudness& loudness, int i, int n)
+{
+    const float* left = w.leftSamples + i;
+    const float* right = layout == Layout::stereo ? w.rightSamples + i : nullptr;
+    float record = w.r.samplePeak, bucket = w.bucketSamplePeak;
+    float* ring = loudness.peakRing.get();
+    int write = loudness.peakWrite;
+    for (int k = 0; k < n;)
+    {
+        const int run = std::min (n - k, loudness.peakLength - write);
+        for (int j = 0; j < run; ++j, ++k)
+        {
+            const float L = left[k];
+            const float R = layout == Layout::stereo ? right[k] : 0.0f;
+            const float magnitude = std::max (std::abs (L), std::abs (R));
+            record = std::max (record, magnitude);
+            bucket = std::max (bucket, magnitude);
+            ring[write + j] = record;
+        }
+        write += run;
+        if (write == loudness.peakLength)
+            write = 0;
+    }
+    w.r.samplePeak = record;
+    w.bucketSamplePeak = bucket;
+    loudness.peakWrite = write;
+    loudness.peakCount += n;
+}
+
 // The frame loop with the channel layout and the reference mode fixed, so that neither is
 // asked again on every frame. Returns the frame it ended before: endSample, the frame of a
 // stop, or -1 when the supply closed before the frames the walk needed.
@@ -434,9 +521,6 @@ int walkFrames (Walk& w)
                 return -1;
         }
 
-        const float L = leftSamples[i];
-        const float R = layout == Layout::stereo ? rightSamples[i] : 0.0f;
-
         if (i == runEnd)
         {
             // A whole run where the decoder is far enough ahead: the renewals are summed
@@ -469,6 +553,36 @@ int walkFrames (Walk& w)
             renewals = loudness.sumRenewalsAhead (weightedRun.data(), runEnd - runStart, renewalAt, renewalSum);
             nextRenewal = 0;
         }
+
+        // Frames on which nothing but the rings and the peaks move are taken as one stretch:
+        // every value a frame returns stays what it was, and only the bucket's extremes and
+        // the counters need to learn of them.
+        if (const int n = quietFrames<reference> (w, loudness, plain, i, runEnd, untilStep, untilProgress); n > 0)
+        {
+            const int offset = i - runStart;
+            loudness.shortTermFill (n, weightedRun.data() + offset);
+            loudness.integratedFill (n, [p = weightedRun.data() + offset] (int k) { return p[k]; });
+            plain.integratedFill (n, [p = unweightedRun.data() + offset] (int k) { return p[k]; });
+            w.bucketShortTerm = std::max (w.bucketShortTerm, loudness.shortTermValue);
+            r.integratedLUFS = loudness.integratedValue;
+            r.plainIntegrated = plain.integratedValue;
+            w.bucketIntegrated = std::max (w.bucketIntegrated, r.integratedLUFS);
+            if constexpr (! reference)
+            {
+                w.rangeCounter += n;
+                w.bucketRange = std::min (w.bucketRange, r.loudnessRange);
+                risingPeaks<layout> (w, loudness, i, n);
+                if (untilStep >= 0)
+                    untilStep -= n;
+            }
+            w.buckets.counter += n;
+            untilProgress -= n;
+            i += n - 1;
+            continue;
+        }
+
+        const float L = leftSamples[i];
+        const float R = layout == Layout::stereo ? rightSamples[i] : 0.0f;
         const float weighted = weightedRun[(size_t) (i - runStart)];
         const float unweighted = unweightedRun[(size_t) (i - runStart)];
 
@@ -754,20 +868,65 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
             if (level > loudest)
                 loudest = level;
 
+        // The upper bands run on a thread of their own, a block behind this loop at most: it
+        // takes block j once this loop has passed its stop check for j, so both halves end
+        // after the same blocks.
+        constexpr int split = MultiFrequencyAnalysis::numBands / 2;
+        auto& bands = m.multiFrequency;
+        auto analyse = [&] (int j, int firstBand, int lastBand)
+        {
+            const int start = readBlock * j;
+            const int n = framesInBlock (numSamples, (juce::int64) start + readBlock);
+            bands.analyseBlockBands (left + start, stereo ? right + start : nullptr, n, firstBand, lastBand);
+        };
         const int count = (int) levels.size();
-        for (int j = 0; j < count; ++j)
+        // Blocks cleared so far; once the loop has ended, `last` holds how many it cleared
+        // and `cleared` is raised past every block so that a waiting thread wakes.
+        std::atomic<int> cleared { 0 }, last { 0 };
+        std::atomic<bool> ended { false };
+        std::thread upper ([&]
+                           {
+                               for (int j = 0; j < count; ++j)
+                               {
+                                   for (int now = cleared.load (std::memory_order_acquire); now <= j;
+                                        now = cleared.load (std::memory_order_acquire))
+                                       cleared.wait (now, std::memory_order_acquire);
+                                   if (ended.load (std::memory_order_acquire) && j >= last.load())
+                                       return;
+                                   if (loudest - levels[(size_t) j] < bandGate)
+                                       analyse (j, split, MultiFrequencyAnalysis::numBands);
+                               }
+                           });
+        int j = 0;
+        // However this loop ends, the other thread learns where and is joined.
+        struct EndUpper
+        {
+            std::atomic<int>& cleared;
+            std::atomic<int>& last;
+            std::atomic<bool>& ended;
+            std::thread& upper;
+            const int& j;
+            int count;
+            ~EndUpper()
+            {
+                last.store (j);
+                ended.store (true, std::memory_order_release);
+                cleared.store (count + 1, std::memory_order_release);
+                cleared.notify_one();
+                upper.join();
+            }
+        } endUpper { cleared, last, ended, upper, j, count };
+        for (; j < count; ++j)
         {
             if (m.stopAll || abortRequested)
             {
                 stopped = true;
                 break;
             }
+            cleared.store (j + 1, std::memory_order_release);
+            cleared.notify_one();
             if (loudest - levels[(size_t) j] < bandGate)
-            {
-                const int start = readBlock * j;
-                const int n = framesInBlock (numSamples, (juce::int64) start + readBlock);
-                m.multiFrequency.analyseBlock (left + start, stereo ? right + start : nullptr, n);
-            }
+                analyse (j, 0, split);
             progress = ((float) j / (float) count) * 4.0f / 10.0f + 0.1f;
         }
     }

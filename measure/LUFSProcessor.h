@@ -109,6 +109,34 @@ public:
         return shortTermAdvance (power, [&] { renewShortTermWith (sum); });
     }
 
+    // Short-term steps that can be taken before the next one that renews the value; INT_MAX
+    // when none will come.
+    int shortTermStepsWithoutRenewal() const { return stepsUntil (shortTermHop + startCount, shortTermCount); }
+
+    // n short-term steps on powers[0 .. n), none of which renews (n is at most
+    // shortTermStepsWithoutRenewal()): the powers go into the 3 s ring as n calls would put them.
+    void shortTermFill (int n, const float* powers)
+    {
+        if (n <= 0)
+            return;
+        float* ring = shortTermRing.get();
+        shortTermPrefix.touch (n > shortTermLength - shortTermWrite ? 0 : shortTermWrite);
+        for (int k = 0; k < n;)
+        {
+            const int run = std::min (n - k, shortTermLength - shortTermWrite);
+            std::copy (powers + k, powers + k + run, ring + shortTermWrite);
+            k += run;
+            shortTermWrite += run;
+            if (shortTermWrite == shortTermLength)
+                shortTermWrite = 0;
+        }
+        shortTermCount += n;
+    }
+
+    // Rolling-peak steps that can be taken before the next one that renews the peak; INT_MAX
+    // when none will come.
+    int peakStepsWithoutRenewal() const { return stepsUntil (peakHop + startCount, peakCount); }
+
     // n short-term steps on powerOf (k) for k = 0 .. n - 1, leaving what n calls of
     // shortTermStep leave; only the last renewal among them is summed, as the ones before
     // it are overwritten unread.
@@ -284,6 +312,10 @@ public:
     RingPrefix shortTermPrefix, blockPrefix;
 
 private:
+    // Steps before a counter that moves on by one a step reaches `due`; a counter already past
+    // it never meets it again.
+    static int stepsUntil (int due, int counter) { return due >= counter ? due - counter : 0x7fffffff; }
+
     // One short-term step; `renew` renews the value on the hop's frame.
     template <typename Renew>
     float shortTermAdvance (float power, Renew&& renew)

@@ -179,10 +179,11 @@ typedef float Floats8 __attribute__ ((vector_size (32)));
 typedef int Pick8 __attribute__ ((vector_size (32)));
 
 constexpr int laneWidth = 8;
-constexpr int maxLaneGroups = 4; // two groups of eight bands a channel
+constexpr int maxLaneGroups = 4; // up to two groups of eight bands a channel
 
-// The lanes of a piece: group g holds bands 8 (g % 2) .. 8 (g % 2) + 7 of channel g / 2; lanes
-// past the last band run on zero coefficients and are never stored.
+// The lanes of a piece, with H groups a channel (one for up to eight bands, two for more):
+// group g holds bands 8 (g % H) .. 8 (g % H) + 7 of channel g / H; lanes past the last band
+// run on zero coefficients and are never stored.
 struct BandLanes
 {
     Lanes8 taps[5][2] {};                 // c0, c1, c2, d1, d2 per band group
@@ -216,13 +217,14 @@ struct BandLanes
             __builtin_memcpy (out + i, &lanes[l], sizeof (Floats8));
 }
 
-// G lane groups (2: mono, 4: stereo) over n frames. Eight frames are filtered into rows of
-// eight lanes, then turned so that each lane's eight outputs go to its band in one store.
-template <int G>
+// G lane groups, H to a channel (G = H: mono, G = 2 H: stereo), over n frames. Eight frames
+// are filtered into rows of eight lanes, then turned so that each lane's eight outputs go to
+// its band in one store.
+template <int G, int H>
 [[gnu::always_inline]] inline void runBandLanes (BandLanes& lanes, const float* left, const float* right, int n)
 {
     Lanes8 c0[2], c1[2], c2[2], d1[2], d2[2];
-    for (int h = 0; h < 2; ++h)
+    for (int h = 0; h < H; ++h)
         c0[h] = lanes.taps[0][h], c1[h] = lanes.taps[1][h], c2[h] = lanes.taps[2][h], d1[h] = lanes.taps[3][h],
         d2[h] = lanes.taps[4][h];
     constexpr auto groups = static_cast<std::size_t> (G);
@@ -233,12 +235,12 @@ template <int G>
     Floats8 rows[groups][laneWidth];
     auto frame = [&] (int i, int f)
     {
-        const double l = left[i], r = G > 2 ? right[i] : l;
+        const double l = left[i], r = G > H ? right[i] : l;
         const Lanes8 xl = { l, l, l, l, l, l, l, l }, xr = { r, r, r, r, r, r, r, r };
         for (int g = 0; g < G; ++g)
         {
-            const int h = g % 2;
-            const Lanes8 x = g < 2 ? xl : xr;
+            const int h = g % H;
+            const Lanes8 x = g < H ? xl : xr;
             const Lanes8 y = c0[h] * x + c1[h] * x1[g] + c2[h] * x2[g] - d2[h] * y2[g] - d1[h] * y1[g];
             x2[g] = x1[g];
             x1[g] = x;
@@ -270,21 +272,23 @@ template <int G>
         lanes.state[0][g] = x1[g], lanes.state[1][g] = x2[g], lanes.state[2][g] = y1[g], lanes.state[3][g] = y2[g];
 }
 
+// H is the number of groups a channel takes: 1 or 2.
 __attribute__ ((target ("avx512f"))) void runBandLanesAvx512 (BandLanes& lanes, const float* left, const float* right,
-                                                            int n)
+                                                            int n, int H)
 {
     if (right != nullptr)
-        runBandLanes<4> (lanes, left, right, n);
+        H == 1 ? runBandLanes<2, 1> (lanes, left, right, n) : runBandLanes<4, 2> (lanes, left, right, n);
     else
-        runBandLanes<2> (lanes, left, right, n);
+        H == 1 ? runBandLanes<1, 1> (lanes, left, right, n) : runBandLanes<2, 2> (lanes, left, right, n);
 }
 
-__attribute__ ((target ("avx"))) void runBandLanesAvx (BandLanes& lanes, const float* left, const float* right, int n)
+__attribute__ ((target ("avx"))) void runBandLanesAvx (BandLanes& lanes, const float* left, const float* right, int n,
+                                                       int H)
 {
     if (right != nullptr)
-        runBandLanes<4> (lanes, left, right, n);
+        H == 1 ? runBandLanes<2, 1> (lanes, left, right, n) : runBandLanes<4, 2> (lanes, left, right, n);
     else
-        runBandLanes<2> (lanes, left, right, n);
+        H == 1 ? runBandLanes<1, 1> (lanes, left, right, n) : runBandLanes<2, 2> (lanes, left, right, n);
 }
 #endif
 } // namespace
@@ -316,6 +320,7 @@ void filterBands (BiQuadBandpassVector* filters, int count, const float* left, c
     {
         BandLanes lanes;
         const int channels = right != nullptr ? 2 : 1;
+        const int H = count <= laneWidth ? 1 : 2;
         for (int b = 0; b < count; ++b)
         {
             const int h = b / laneWidth, l = b % laneWidth;
@@ -324,18 +329,18 @@ void filterBands (BiQuadBandpassVector* filters, int count, const float* left, c
             for (int ch = 0; ch < channels; ++ch)
             {
                 for (int k = 0; k < 4; ++k)
-                    lanes.state[k][2 * ch + h][l] = filters[b].state[ch][k];
-                lanes.outs[2 * ch + h][l] = outs[2 * b + ch];
+                    lanes.state[k][H * ch + h][l] = filters[b].state[ch][k];
+                lanes.outs[H * ch + h][l] = outs[2 * b + ch];
             }
         }
         if (kernel == BandKernel::avx512)
-            runBandLanesAvx512 (lanes, left, right, n);
+            runBandLanesAvx512 (lanes, left, right, n, H);
         else
-            runBandLanesAvx (lanes, left, right, n);
+            runBandLanesAvx (lanes, left, right, n, H);
         for (int b = 0; b < count; ++b)
             for (int ch = 0; ch < channels; ++ch)
                 for (int k = 0; k < 4; ++k)
-                    filters[b].state[ch][k] = lanes.state[k][2 * ch + b / laneWidth][b % laneWidth];
+                    filters[b].state[ch][k] = lanes.state[k][H * ch + b / laneWidth][b % laneWidth];
         return;
     }
 #endif
@@ -395,6 +400,7 @@ void MultiFrequencyAnalysis::prepareBands (double sampleRate)
 
     leftBand.resize ((size_t) blockSize);
     rightBand.resize ((size_t) blockSize);
+    bandScratch.resize ((size_t) (2 * numBands * scratchStride));
 
     resetBands();
 }
@@ -438,11 +444,17 @@ void MultiFrequencyAnalysis::meterBlock (const float* left, const float* right, 
 
 void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right, int n)
 {
+    analyseBlockBands (left, right, n, 0, numBands);
+}
+
+void MultiFrequencyAnalysis::analyseBlockBands (const float* left, const float* right, int n, int firstBand,
+                                                int lastBand)
+{
     if (n <= 0 || stereoTyped[0] == nullptr)
     {
-        stereoBands.fill (silentLevel);
-        midBands.fill (silentLevel);
-        sideBands.fill (silentLevel);
+        std::fill (stereoBands.begin() + firstBand, stereoBands.begin() + lastBand, silentLevel);
+        std::fill (midBands.begin() + firstBand, midBands.begin() + lastBand, silentLevel);
+        std::fill (sideBands.begin() + firstBand, sideBands.begin() + lastBand, silentLevel);
         return;
     }
 
@@ -450,27 +462,29 @@ void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right
     // cache, which carries filter and processor state on just the same.
     for (int start = 0; start < n; start += chunkFrames)
         analyseChunk (left + start, right != nullptr ? right + start : nullptr, std::min (chunkFrames, n - start),
-                      start % blockSize);
+                      start % blockSize, firstBand, lastBand);
 }
 
-void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n, int offset)
+void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right, int n, int offset, int firstBand,
+                                           int lastBand)
 {
     const bool stereo = right != nullptr;
-    // The 28 signals lie a cache line more than a piece apart: spaced by a power of two, the
-    // stores of one frame would all fall on the same few cache sets and evict each other.
-    constexpr int stride = chunkFrames + 16;
-    bandScratch.resize ((size_t) (2 * numBands * stride));
+    constexpr int stride = scratchStride;
 
-    // Every band's filter runs through the whole piece first, on its own delay lines.
+    // Every band's filter runs through the whole piece first, on its own delay lines. Each
+    // band has its own place in the scratch, so that two ranges of bands can run at once.
     auto bandLeft = [this] (int b) { return bandScratch.data() + (size_t) (2 * b * stride); };
     auto bandRight = [this] (int b) { return bandScratch.data() + (size_t) ((2 * b + 1) * stride); };
     float* outs[2 * numBands];
-    for (int b = 0; b < numBands; ++b)
-        outs[2 * b] = bandLeft (b), outs[2 * b + 1] = bandRight (b);
-    filterBands (filters.data(), numBands, left, right, outs, n, bandKernel);
-    std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin() + offset);
-    if (stereo)
-        std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin() + offset);
+    for (int b = firstBand; b < lastBand; ++b)
+        outs[2 * (b - firstBand)] = bandLeft (b), outs[2 * (b - firstBand) + 1] = bandRight (b);
+    filterBands (filters.data() + firstBand, lastBand - firstBand, left, right, outs, n, bandKernel);
+    if (lastBand == numBands)
+    {
+        std::copy (bandLeft (numBands - 1), bandLeft (numBands - 1) + n, leftBand.begin() + offset);
+        if (stereo)
+            std::copy (bandRight (numBands - 1), bandRight (numBands - 1) + n, rightBand.begin() + offset);
+    }
 
     // The power each processor is fed on frame k of the block: plain stereo, mid (the plain
     // sum) and side (the plain difference); mono feeds mid and side nothing.
@@ -506,7 +520,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
     while (done < n)
     {
         int run = n - done;
-        for (int b = 0; b < numBands; ++b)
+        for (int b = firstBand; b < lastBand; ++b)
         {
             run = std::min (run, stereoTyped[(size_t) b]->integratedStepsWithoutEvent());
             run = std::min (run, midTyped[(size_t) b]->integratedStepsWithoutEvent());
@@ -515,7 +529,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
         if (run > 0)
         {
             const int from = done;
-            for (int b = 0; b < numBands; ++b)
+            for (int b = firstBand; b < lastBand; ++b)
             {
                 // The powers written out per layout, so that each fill is one plain loop the
                 // compiler can run in vectors (the same operations on every element).
@@ -560,7 +574,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
                 rings[blocks++] = p->blockRing.get();
             }
         };
-        for (int b = 0; b < numBands; ++b)
+        for (int b = firstBand; b < lastBand; ++b)
         {
             begin (stereoTyped[(size_t) b], b, stereoPower (b, done));
             begin (midTyped[(size_t) b], numBands + b, midPower (b, done));
@@ -575,7 +589,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
             const bool formsBlock = p->blockCount == p->blockHop + p->startCount;
             p->finishIntegratedEvent (formsBlock ? sums[next++] : 0.0f);
         };
-        for (int b = 0; b < numBands; ++b)
+        for (int b = firstBand; b < lastBand; ++b)
         {
             finish (stereoTyped[(size_t) b], b);
             finish (midTyped[(size_t) b], numBands + b);
@@ -584,7 +598,7 @@ void MultiFrequencyAnalysis::analyseChunk (const float* left, const float* right
         ++done;
     }
 
-    for (int b = 0; b < numBands; ++b)
+    for (int b = firstBand; b < lastBand; ++b)
     {
         stereoBands[(size_t) b] = stereoTyped[(size_t) b]->integratedValue;
         midBands[(size_t) b] = midTyped[(size_t) b]->integratedValue;

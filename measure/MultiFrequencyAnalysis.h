@@ -85,6 +85,10 @@ public:
     // Second pass: filters one block in every band and renews the three band lists
     // (-70 in all three for an empty block). right may be null for mono.
     void analyseBlock (const float* left, const float* right, int n);
+    // The same for bands firstBand .. lastBand - 1 alone. Ranges that don't overlap can be
+    // taken on different threads at once; taken over the same blocks, they leave what
+    // analyseBlock leaves. Only the range that ends with the last band writes leftBand and rightBand.
+    void analyseBlockBands (const float* left, const float* right, int n, int firstBand, int lastBand);
 
     std::array<float, numBands> stereoBands {};
     std::array<float, numBands> midBands {};
@@ -100,9 +104,13 @@ public:
 private:
     // Frames filtered at a time: a divisor of blockSize.
     static constexpr int chunkFrames = 4096;
-    // Up to chunkFrames frames of a block, the last band's output going to leftBand and
-    // rightBand from offset on.
-    void analyseChunk (const float* left, const float* right, int n, int offset);
+    // The 28 filtered signals of a piece lie a cache line more than a piece apart: spaced by a
+    // power of two, the stores of one frame would all fall on the same few cache sets and
+    // evict each other.
+    static constexpr int scratchStride = chunkFrames + 16;
+    // Up to chunkFrames frames of a block in bands firstBand .. lastBand - 1, the last band's
+    // output going to leftBand and rightBand from offset on.
+    void analyseChunk (const float* left, const float* right, int n, int offset, int firstBand, int lastBand);
 
     // The same processors as above, typed, so the per-sample loops call them directly.
     std::array<LUFSProcessor<180000>*, numBands> stereoTyped {};

@@ -33,6 +33,9 @@ public:
     // samples taken, rounding included.
     virtual double estimateCeiling() const = 0;
     virtual int tapCount() const = 0;
+    // The prototype tap-major (every phase's tap 0, then tap 1, ...), where the processor
+    // keeps it so; null otherwise.
+    virtual const double* tapMajorCoefficients() const { return nullptr; }
 };
 
 // The instruction sets the true-peak sums can run on.
@@ -114,6 +117,7 @@ public:
     void skip (float sample) override { store (sample); }
     double estimateCeiling() const override { return ceiling; }
     int tapCount() const override { return T; }
+    const double* tapMajorCoefficients() const override { return bank; }
 
     float process (float sample) override
     {

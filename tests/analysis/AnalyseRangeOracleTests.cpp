@@ -348,6 +348,7 @@ public:
     }
     double estimateCeiling() const override { return inner.estimateCeiling(); }
     int tapCount() const override { return inner.tapCount(); }
+    const double* tapMajorCoefficients() const override { return inner.tapMajorCoefficients(); }
 
 private:
     TruePeakProcessorBase& inner;

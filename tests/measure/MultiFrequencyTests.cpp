@@ -13,6 +13,8 @@
 #include <complex>
 #include <limits>
 #include <random>
+#include <thread>
+#include <vector>
 
 namespace
 {
@@ -290,6 +292,49 @@ TEST (BandAnalysis, SideBySideMatchesTheBandByBandWalkBitForBit)
             for (int b = 0; b < numBands; ++b)
                 EXPECT_EQ (0, std::memcmp (fast.filters[(size_t) b].state, plain.filters[(size_t) b].state, sizeof (double) * (channels == 2 ? 8 : 4)));
         }
+}
+
+// The pass split in two ranges of bands, each on a thread of its own as the load runs it,
+// leaves the bits of one call over every band: lists, delay lines and the last band's output,
+// an empty block included.
+TEST (BandAnalysis, TwoRangesOfBandsOnTwoThreadsLeaveWhatOneCallLeaves)
+{
+    for (int channels : { 2, 1 })
+    {
+        SCOPED_TRACE (testing::Message() << channels << " channels");
+        auto signal = noise (44100.0, 2.7, 0.7f, 11 + channels, channels);
+        MultiFrequencyAnalysis whole, split;
+        whole.prepareBands (44100.0);
+        split.prepareBands (44100.0);
+        const int frames = signal.numFrames();
+        const float* left = signal.channels[0].data();
+        const float* right = rightOf (signal);
+        std::vector<std::pair<int, int>> blocks;
+        for (int pos = 0; pos < frames; pos += 16384)
+            blocks.emplace_back (pos, std::min (16384, frames - pos));
+        blocks.emplace_back (frames, 0);
+        for (auto [pos, n] : blocks)
+        {
+            whole.analyseBlock (left + pos, right != nullptr ? right + pos : nullptr, n);
+            std::thread upper ([&, pos = pos, n = n]
+                               { split.analyseBlockBands (left + pos, right != nullptr ? right + pos : nullptr, n, 6, numBands); });
+            split.analyseBlockBands (left + pos, right != nullptr ? right + pos : nullptr, n, 0, 6);
+            upper.join();
+            EXPECT_EQ (0, std::memcmp (whole.stereoBands.data(), split.stereoBands.data(), sizeof (float) * numBands));
+            EXPECT_EQ (0, std::memcmp (whole.midBands.data(), split.midBands.data(), sizeof (float) * numBands));
+            EXPECT_EQ (0, std::memcmp (whole.sideBands.data(), split.sideBands.data(), sizeof (float) * numBands));
+            if (n == 16384)
+            {
+                EXPECT_EQ (whole.leftBand, split.leftBand);
+                EXPECT_EQ (whole.rightBand, split.rightBand);
+            }
+            if (pos == 16384 * 2)
+                EXPECT_GT (split.stereoBands[band1k], -40.0f);
+        }
+        EXPECT_EQ (split.stereoBands[band1k], -70.0f); // the empty block last
+        for (int b = 0; b < numBands; ++b)
+            EXPECT_EQ (0, std::memcmp (whole.filters[(size_t) b].state, split.filters[(size_t) b].state, sizeof (double) * 8)) << b;
+    }
 }
 
 TEST (BandAnalysis, SineLandsInItsBandsAtTheFiltersGain)

@@ -1,0 +1,131 @@
+#include "measure/TruePeakScreen.h"
+
+#include "measure/CpuFeatures.h"
+#include "measure/TruePeakProcessor.h"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#if defined(__GNUC__) && defined(__x86_64__)
+ #include <immintrin.h>
+ #define ORVANE_TRUEPEAK_SCREEN 1
+#endif
+
+namespace
+{
+constexpr int phases = 16;
+constexpr int taps = 16;
+
+// Past this the float sums could overflow, and a bound would say nothing.
+constexpr float largestScreened = 0x1p100f;
+
+// Error terms, each far wider than what they cover. The float sum of a phase lies within
+// 17.2 * 2^-24 of the tap-magnitude sum A (coefficient rounding and sixteen roundings of
+// the sum), the exact sum in double within 2^-49 A, and its rounding to float adds 2^-24 of
+// itself; A is at most the largest gain times the largest sample. Coefficients small enough
+// to round as denormals add at most 2^-149 each, times that sample; and where denormals are
+// flushed to zero, each product and partial sum moves by at most 2^-126.
+constexpr double relativeMargin = 0x1p-18;
+constexpr double gainMargin = 0x1p-16;
+constexpr double sampleMargin = 0x1p-100;
+constexpr double flushMargin = 0x1p-110;
+
+double boundFrom (float largestPhase, double slack)
+{
+    return (double) phases * (double) largestPhase * (1.0 + relativeMargin) + slack;
+}
+
+#if defined(ORVANE_TRUEPEAK_SCREEN)
+__attribute__ ((target ("avx512f"))) inline __m512 magnitudes (__m512 v)
+{
+    return _mm512_castsi512_ps (_mm512_and_si512 (_mm512_castps_si512 (v), _mm512_set1_epi32 (0x7fffffff)));
+}
+
+// (The all-lanes masks only keep GCC 12 from warning about an unset pass-through operand.)
+constexpr __mmask16 all = 0xffff;
+
+__attribute__ ((target ("avx512f"))) inline float largestLane (__m512 v)
+{
+    alignas (64) float lanes[16];
+    _mm512_store_ps (lanes, v);
+    const __m256 half = _mm256_max_ps (_mm256_load_ps (lanes), _mm256_load_ps (lanes + 8));
+    __m128 q = _mm_max_ps (_mm256_castps256_ps128 (half), _mm256_extractf128_ps (half, 1));
+    q = _mm_max_ps (q, _mm_movehl_ps (q, q));
+    q = _mm_max_ss (q, _mm_shuffle_ps (q, q, 1));
+    return _mm_cvtss_f32 (q);
+}
+
+__attribute__ ((target ("avx512f"))) void largestPhases (const float* coefficients, const float* left,
+                                                       const float* right, int i, float& first, float& second)
+{
+    // Four chains side by side: frame i and i + 1 of each channel.
+    const __m512 c0 = _mm512_load_ps (coefficients);
+    __m512 l0 = _mm512_mul_ps (c0, _mm512_set1_ps (left[i]));
+    __m512 l1 = _mm512_mul_ps (c0, _mm512_set1_ps (left[i + 1]));
+    __m512 r0 = _mm512_mul_ps (c0, _mm512_set1_ps (right[i]));
+    __m512 r1 = _mm512_mul_ps (c0, _mm512_set1_ps (right[i + 1]));
+    for (int k = 1; k < taps; ++k)
+    {
+        const __m512 c = _mm512_load_ps (coefficients + phases * k);
+        l0 = _mm512_fmadd_ps (c, _mm512_set1_ps (left[i - k]), l0);
+        l1 = _mm512_fmadd_ps (c, _mm512_set1_ps (left[i + 1 - k]), l1);
+        r0 = _mm512_fmadd_ps (c, _mm512_set1_ps (right[i - k]), r0);
+        r1 = _mm512_fmadd_ps (c, _mm512_set1_ps (right[i + 1 - k]), r1);
+    }
+    first = largestLane (_mm512_maskz_max_ps (all, magnitudes (l0), magnitudes (r0)));
+    second = largestLane (_mm512_maskz_max_ps (all, magnitudes (l1), magnitudes (r1)));
+}
+#endif
+} // namespace
+
+bool TruePeakScreen::prepare (const TruePeakProcessorBase& left, const TruePeakProcessorBase& right)
+{
+    usable = false;
+#if defined(ORVANE_TRUEPEAK_SCREEN)
+    const double* bank = left.tapMajorCoefficients();
+    const double* other = right.tapMajorCoefficients();
+    if (! cpu::hasAvx512f() || bank == nullptr || other == nullptr || left.tapCount() != taps
+        || right.tapCount() != taps || std::memcmp (bank, other, sizeof (double) * phases * taps) != 0)
+        return false;
+
+    largestGain = 0.0;
+    for (int p = 0; p < phases; ++p)
+    {
+        double gain = 0.0;
+        for (int k = 0; k < taps; ++k)
+            gain += std::abs (bank[k * phases + p]);
+        largestGain = std::max (largestGain, gain);
+    }
+    if (! std::isfinite (largestGain))
+        return false;
+    for (int n = 0; n < phases * taps; ++n)
+        coefficients[n] = (float) bank[n];
+    usable = true;
+#else
+    (void) left;
+    (void) right;
+#endif
+    return usable;
+}
+
+void TruePeakScreen::bounds (const float* left, const float* right, int i, float largest, double& first,
+                             double& second) const
+{
+    first = second = std::numeric_limits<double>::infinity();
+#if defined(ORVANE_TRUEPEAK_SCREEN)
+    if (! usable || ! (largest <= largestScreened))
+        return;
+    float a = 0.0f, b = 0.0f;
+    largestPhases (coefficients, left, right, i, a, b);
+    const double slack = (double) phases
+                         * ((gainMargin * largestGain + sampleMargin) * (double) largest + flushMargin * (largestGain + 1.0));
+    first = boundFrom (a, slack);
+    second = boundFrom (b, slack);
+#else
+    (void) left;
+    (void) right;
+    (void) i;
+    (void) largest;
+#endif
+}

@@ -1,0 +1,137 @@
+// The screen's bound against the exact estimates: never under them, whatever the signal, and
+// close enough above them on loud material that it leaves the sums out where it should.
+
+#include "measure/TruePeakProcessor.h"
+#include "measure/TruePeakScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace
+{
+struct Signal
+{
+    const char* name;
+    std::vector<float> left, right;
+};
+
+// Loud and quiet noise, full-scale square waves that ring the filters hardest, a limiter-like
+// master pressed against its ceiling, lone impulses, denormals and tiny values, and huge ones.
+std::vector<Signal> signals (int frames)
+{
+    std::mt19937 gen (5);
+    std::vector<Signal> all;
+    auto add = [&] (const char* name, auto&& sample)
+    {
+        Signal s { name, {}, {} };
+        for (int i = 0; i < frames; ++i)
+        {
+            s.left.push_back (sample (i, 0));
+            s.right.push_back (sample (i, 1));
+        }
+        all.push_back (std::move (s));
+    };
+    std::uniform_real_distribution<float> unit (-1.0f, 1.0f);
+    add ("loud noise", [&] (int, int) { return unit (gen); });
+    add ("quiet noise", [&] (int, int) { return 1e-3f * unit (gen); });
+    add ("squares", [&] (int i, int c) { return ((i / (2 + c)) % 2 == 0 ? 1.0f : -1.0f) * 0.999f; });
+    add ("limited master", [&] (int i, int c)
+         { return std::clamp (1.6f * std::sin (0.07f * (float) i + (float) c) + 0.3f * unit (gen), -0.98f, 0.98f); });
+    add ("impulses", [&] (int i, int c) { return (i + c) % 37 == 0 ? (i % 2 == 0 ? 1.0f : -1.0f) : 0.0f; });
+    add ("denormals", [&] (int, int) { return 1e-42f * unit (gen); });
+    add ("tiny and zero", [&] (int i, int) { return i % 3 == 0 ? 0.0f : 3e-30f * unit (gen); });
+    add ("huge", [&] (int, int) { return 1e25f * unit (gen); });
+    return all;
+}
+
+// The exact estimates of one stereo frame pair from processors that took every sample before.
+struct Exact
+{
+    TruePeakProcessor<16, 16> left, right;
+    explicit Exact (const double* prototype)
+    {
+        left.loadPrototype (prototype);
+        right.loadPrototype (prototype);
+    }
+    float frame (float l, float r)
+    {
+        float a = 0.0f, b = 0.0f;
+        left.processPair (right, l, r, a, b);
+        return std::max (a, b);
+    }
+};
+} // namespace
+
+TEST (TruePeakScreen, NeverUnderTheExactEstimateAndCloseAboveItOnLoudMaterial)
+{
+    for (const double* prototype : { truepeak::prototypeA, truepeak::prototypeB })
+    {
+        TruePeakProcessor<16, 16> a, b;
+        a.loadPrototype (prototype);
+        b.loadPrototype (prototype);
+        TruePeakScreen screen;
+        if (! screen.prepare (a, b))
+            GTEST_SKIP() << "no AVX-512 here";
+
+        for (const auto& s : signals (4000))
+        {
+            SCOPED_TRACE (s.name);
+            Exact exact (prototype);
+            const int frames = (int) s.left.size();
+            float largest = 0.0f;
+            double worst = 0.0;
+            int checked = 0;
+            for (int i = 0; i + 1 < frames; i += 2)
+            {
+                largest = std::max ({ largest, std::abs (s.left[i]), std::abs (s.right[i]), std::abs (s.left[i + 1]),
+                                      std::abs (s.right[i + 1]) });
+                const float e0 = exact.frame (s.left[i], s.right[i]);
+                const float e1 = exact.frame (s.left[i + 1], s.right[i + 1]);
+                if (i < 15)
+                    continue;
+                double first, second;
+                screen.bounds (s.left.data(), s.right.data(), i, largest, first, second);
+                ASSERT_LE ((double) e0, first) << "frame " << i;
+                ASSERT_LE ((double) e1, second) << "frame " << i + 1;
+                if (e0 > 0.1f * largest)
+                    worst = std::max (worst, first / (double) e0), ++checked;
+            }
+            // On anything but silence the bound lies within half a percent of the estimate, not a guess.
+            if (checked > 0 && largest > 1e-20f)
+                EXPECT_LT (worst, 1.005) << checked << " frames";
+        }
+    }
+}
+
+TEST (TruePeakScreen, GivesNoBoundForUnfitSamplesOrProcessors)
+{
+    TruePeakProcessor<16, 16> a, b;
+    a.loadPrototype (truepeak::prototypeA);
+    b.loadPrototype (truepeak::prototypeB);
+    TruePeakScreen screen;
+    // Different coefficients on the two channels, or another layout of phases: no screen.
+    EXPECT_FALSE (screen.prepare (a, b));
+    TruePeakProcessor<8, 32> c, d;
+    c.loadPrototype (truepeak::prototypeC);
+    d.loadPrototype (truepeak::prototypeC);
+    EXPECT_FALSE (screen.prepare (c, d));
+    EXPECT_FALSE (screen.ready());
+
+    b.loadPrototype (truepeak::prototypeA);
+    if (! screen.prepare (a, b))
+        GTEST_SKIP() << "no AVX-512 here";
+    std::vector<float> x (32, 0.5f);
+    double first, second;
+    for (float largest : { std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), 1e35f })
+    {
+        screen.bounds (x.data(), x.data(), 16, largest, first, second);
+        EXPECT_TRUE (std::isinf (first) && std::isinf (second)) << largest;
+    }
+    screen.bounds (x.data(), x.data(), 16, 0.5f, first, second);
+    EXPECT_TRUE (std::isfinite (first) && first > 0.0);
+}
