@@ -7,6 +7,7 @@
 #include "measure/TruePeakScreen.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -173,7 +174,14 @@ public:
         }
         feedTwoOfOne = truepeak::twoFrameFeedFor (*m.leftTruePeak);
         if (right != nullptr)
+        {
             screen.prepare (*m.leftTruePeak, *m.rightTruePeak);
+            // The usual processors are skipped through direct calls the compiler can inline.
+            auto* l = dynamic_cast<Plain*> (m.leftTruePeak);
+            auto* r = dynamic_cast<Plain*> (m.rightTruePeak);
+            if (l != nullptr && r != nullptr && l != r)
+                plainPair = { l, r };
+        }
         worker = std::thread ([this] { run(); });
     }
 
@@ -218,15 +226,22 @@ private:
         int lastLoud = startSample - 1;
         int bucket = 0;
         int available = supply == nullptr ? endSample : 0;
-        // The largest sample magnitude of the walk so far, for the screen's bound; the screen
-        // is given up for good once a sample is not a finite number.
-        float record = 0.0f;
-        bool screening = screen.ready();
-        auto takeIntoRecord = [&record] (float a, float b)
+        // The screen's bounds for frames screenedFrom .. screenedFrom + 15, made when a pair
+        // first needs them.
+        double screened[TruePeakScreen::blockFrames];
+        int screenedFrom = startSample - 2 * TruePeakScreen::blockFrames;
+        auto boundsOfPair = [&] (int i, int supplied) -> const double*
         {
-            const float x = std::abs (a), y = std::abs (b);
-            record = std::max ({ record, x, y });
-            return x <= std::numeric_limits<float>::max() && y <= std::numeric_limits<float>::max();
+            constexpr int block = TruePeakScreen::blockFrames;
+            if (i < screenedFrom || i + 1 >= screenedFrom + block)
+            {
+                // The window of the first frame lies in the walk, the last frame's samples are in.
+                if (i - (block - 1) < startSample || i + block > supplied)
+                    return nullptr;
+                screen.blockBounds (left, right, i, screened);
+                screenedFrom = i;
+            }
+            return screened + (i - screenedFrom);
         };
 
         for (int i = startSample; i < endSample; ++i)
@@ -254,21 +269,21 @@ private:
                 if ((double) std::max (std::abs (L1), std::abs (R1)) * ceiling > (double) bucketTruePeak)
                     lastLoud = i + 1;
                 bool quiet = i - lastLoud >= taps;
-                if (screening)
-                {
-                    screening = takeIntoRecord (L0, R0) && takeIntoRecord (L1, R1);
-                    // A pair whose bound stays under the bucket's largest can't raise it.
-                    if (screening && ! quiet && i - (screenTaps - 1) >= startSample)
-                    {
-                        double first, second;
-                        screen.bounds (left, right, i, record, first, second);
-                        quiet = std::max (first, second) < (double) bucketTruePeak;
-                    }
-                }
+                // A pair whose bounds stay under the bucket's largest can't raise it.
+                if (! quiet && screen.ready())
+                    if (const double* bound = boundsOfPair (i, available))
+                        quiet = std::max (bound[0], bound[1]) < (double) bucketTruePeak;
                 float t0 = 0.0f, t1 = 0.0f;
                 if (right != nullptr)
                 {
-                    if (quiet)
+                    if (quiet && plainPair[0] != nullptr)
+                    {
+                        plainPair[0]->Plain::skip (L0);
+                        plainPair[1]->Plain::skip (R0);
+                        plainPair[0]->Plain::skip (L1);
+                        plainPair[1]->Plain::skip (R1);
+                    }
+                    else if (quiet)
                     {
                         leftTruePeak.skip (L0);
                         rightTruePeak.skip (R0);
@@ -312,8 +327,6 @@ private:
             const float L = left[i];
             const float R = right != nullptr ? right[i] : 0.0f;
             const float magnitude = std::max (std::abs (L), std::abs (R));
-            if (screening)
-                screening = takeIntoRecord (L, R);
             if ((double) magnitude * ceiling > (double) bucketTruePeak)
                 lastLoud = i;
             const bool quiet = i - lastLoud >= taps;
@@ -362,9 +375,10 @@ private:
     StereoTruePeakFeed feed = nullptr;
     StereoTruePeakTwoFrameFeed feedTwo = nullptr;
     TruePeakTwoFrameFeed feedTwoOfOne = nullptr;
-    // Reads the sixteen samples up to each frame of a pair from the walk's own arrays.
+    // Reads the samples of each frame's window from the walk's own arrays.
     TruePeakScreen screen;
-    static constexpr int screenTaps = 16;
+    using Plain = TruePeakProcessor<16, 16>;
+    std::array<Plain*, 2> plainPair {};
     std::atomic<int> state { 0 };
     std::atomic<bool> stopRequested { false };
     std::thread worker;

@@ -4,6 +4,7 @@
 #include "measure/TruePeakProcessor.h"
 
 #include <cmath>
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -56,25 +57,39 @@ __attribute__ ((target ("avx512f"))) inline float largestLane (__m512 v)
     return _mm_cvtss_f32 (q);
 }
 
-__attribute__ ((target ("avx512f"))) void largestPhases (const float* coefficients, const float* left,
-                                                       const float* right, int i, float& first, float& second)
+__attribute__ ((target ("avx512f"))) void blockLargestPhases (const float* coefficients, const float* left,
+                                                            const float* right, int n0, float* largest,
+                                                            float& largestSample, bool& finite)
 {
-    // Four chains side by side: frame i and i + 1 of each channel.
-    const __m512 c0 = _mm512_load_ps (coefficients);
-    __m512 l0 = _mm512_mul_ps (c0, _mm512_set1_ps (left[i]));
-    __m512 l1 = _mm512_mul_ps (c0, _mm512_set1_ps (left[i + 1]));
-    __m512 r0 = _mm512_mul_ps (c0, _mm512_set1_ps (right[i]));
-    __m512 r1 = _mm512_mul_ps (c0, _mm512_set1_ps (right[i + 1]));
-    for (int k = 1; k < taps; ++k)
+    __mmask16 fine = all;
+    const __m512 limit = _mm512_set1_ps (largestScreened);
+    __m512 sampleMagnitudes = _mm512_setzero_ps();
+    __m512 result = _mm512_setzero_ps();
+    for (const float* x : { left, right })
     {
-        const __m512 c = _mm512_load_ps (coefficients + phases * k);
-        l0 = _mm512_fmadd_ps (c, _mm512_set1_ps (left[i - k]), l0);
-        l1 = _mm512_fmadd_ps (c, _mm512_set1_ps (left[i + 1 - k]), l1);
-        r0 = _mm512_fmadd_ps (c, _mm512_set1_ps (right[i - k]), r0);
-        r1 = _mm512_fmadd_ps (c, _mm512_set1_ps (right[i + 1 - k]), r1);
+        // Lane f of acc[p] is phase p's sum for frame n0 + f: tap k meets samples n0 - k on.
+        __m512 acc[phases];
+        const __m512 x0 = _mm512_loadu_ps (x + n0);
+        for (int p = 0; p < phases; ++p)
+            acc[p] = _mm512_mul_ps (x0, _mm512_set1_ps (coefficients[p]));
+        __m512 seen = magnitudes (x0);
+        fine &= _mm512_cmp_ps_mask (seen, limit, _CMP_LE_OQ);
+        for (int k = 1; k < taps; ++k)
+        {
+            const __m512 xk = _mm512_loadu_ps (x + n0 - k);
+            const __m512 m = magnitudes (xk);
+            fine &= _mm512_cmp_ps_mask (m, limit, _CMP_LE_OQ);
+            seen = _mm512_maskz_max_ps (all, seen, m);
+            for (int p = 0; p < phases; ++p)
+                acc[p] = _mm512_fmadd_ps (xk, _mm512_set1_ps (coefficients[phases * k + p]), acc[p]);
+        }
+        for (int p = 0; p < phases; ++p)
+            result = _mm512_maskz_max_ps (all, result, magnitudes (acc[p]));
+        sampleMagnitudes = _mm512_maskz_max_ps (all, sampleMagnitudes, seen);
     }
-    first = largestLane (_mm512_maskz_max_ps (all, magnitudes (l0), magnitudes (r0)));
-    second = largestLane (_mm512_maskz_max_ps (all, magnitudes (l1), magnitudes (r1)));
+    _mm512_storeu_ps (largest, result);
+    largestSample = largestLane (sampleMagnitudes);
+    finite = fine == all;
 }
 #endif
 } // namespace
@@ -109,23 +124,26 @@ bool TruePeakScreen::prepare (const TruePeakProcessorBase& left, const TruePeakP
     return usable;
 }
 
-void TruePeakScreen::bounds (const float* left, const float* right, int i, float largest, double& first,
-                             double& second) const
+void TruePeakScreen::blockBounds (const float* left, const float* right, int n0, double* bounds) const
 {
-    first = second = std::numeric_limits<double>::infinity();
+    std::fill (bounds, bounds + blockFrames, std::numeric_limits<double>::infinity());
 #if defined(ORVANE_TRUEPEAK_SCREEN)
-    if (! usable || ! (largest <= largestScreened))
+    if (! usable)
         return;
-    float a = 0.0f, b = 0.0f;
-    largestPhases (coefficients, left, right, i, a, b);
+    alignas (64) float largest[blockFrames];
+    float largestSample = 0.0f;
+    bool finite = false;
+    blockLargestPhases (coefficients, left, right, n0, largest, largestSample, finite);
+    if (! finite)
+        return;
     const double slack = (double) phases
-                         * ((gainMargin * largestGain + sampleMargin) * (double) largest + flushMargin * (largestGain + 1.0));
-    first = boundFrom (a, slack);
-    second = boundFrom (b, slack);
+                         * ((gainMargin * largestGain + sampleMargin) * (double) largestSample
+                            + flushMargin * (largestGain + 1.0));
+    for (int f = 0; f < blockFrames; ++f)
+        bounds[f] = boundFrom (largest[f], slack);
 #else
     (void) left;
     (void) right;
-    (void) i;
-    (void) largest;
+    (void) n0;
 #endif
 }

@@ -45,8 +45,9 @@ pink=4C58C8 bright=4CC7C8 dark=4CC84D centre=325463
 
 click 681 842 0.8
 park
-shot eq_open.png
-[ "$(in_plot eq_open.png $centre)" -gt 0 ] || fail "no plot where the pane should be open (eq_open.png)"
+# Under load the pane can take a moment longer to lay out and paint after the click.
+plot_shown() { shot eq_open.png && [ "$(in_plot eq_open.png $centre)" -gt 0 ]; }
+wait_for 10 plot_shown || fail "no plot where the pane should be open (eq_open.png)"
 
 # The preset list opens under the menu button, kept inside the window: EDM is its 12th row.
 click 269 480 0.8

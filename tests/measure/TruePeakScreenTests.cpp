@@ -83,26 +83,29 @@ TEST (TruePeakScreen, NeverUnderTheExactEstimateAndCloseAboveItOnLoudMaterial)
             SCOPED_TRACE (s.name);
             Exact exact (prototype);
             const int frames = (int) s.left.size();
-            float largest = 0.0f;
+            std::vector<float> estimates;
+            for (int i = 0; i < frames; ++i)
+                estimates.push_back (exact.frame (s.left[i], s.right[i]));
+
+            // Blocks at every offset, overlapping, as a walk asks for them.
+            constexpr int block = TruePeakScreen::blockFrames;
             double worst = 0.0;
             int checked = 0;
-            for (int i = 0; i + 1 < frames; i += 2)
+            const float largest = *std::max_element (s.left.begin(), s.left.end(), [] (float a, float b) { return std::abs (a) < std::abs (b); });
+            for (int n0 = block - 1; n0 + 2 * block <= frames; n0 += 7)
             {
-                largest = std::max ({ largest, std::abs (s.left[i]), std::abs (s.right[i]), std::abs (s.left[i + 1]),
-                                      std::abs (s.right[i + 1]) });
-                const float e0 = exact.frame (s.left[i], s.right[i]);
-                const float e1 = exact.frame (s.left[i + 1], s.right[i + 1]);
-                if (i < 15)
-                    continue;
-                double first, second;
-                screen.bounds (s.left.data(), s.right.data(), i, largest, first, second);
-                ASSERT_LE ((double) e0, first) << "frame " << i;
-                ASSERT_LE ((double) e1, second) << "frame " << i + 1;
-                if (e0 > 0.1f * largest)
-                    worst = std::max (worst, first / (double) e0), ++checked;
+                double bounds[block];
+                screen.blockBounds (s.left.data(), s.right.data(), n0, bounds);
+                for (int f = 0; f < block; ++f)
+                {
+                    const float e = estimates[(size_t) (n0 + f)];
+                    ASSERT_LE ((double) e, bounds[f]) << "frame " << n0 + f;
+                    if (e > 0.1f * std::abs (largest))
+                        worst = std::max (worst, bounds[f] / (double) e), ++checked;
+                }
             }
             // On anything but silence the bound lies within half a percent of the estimate, not a guess.
-            if (checked > 0 && largest > 1e-20f)
+            if (checked > 0 && std::abs (largest) > 1e-20f)
                 EXPECT_LT (worst, 1.005) << checked << " frames";
         }
     }
@@ -125,13 +128,21 @@ TEST (TruePeakScreen, GivesNoBoundForUnfitSamplesOrProcessors)
     b.loadPrototype (truepeak::prototypeA);
     if (! screen.prepare (a, b))
         GTEST_SKIP() << "no AVX-512 here";
-    std::vector<float> x (32, 0.5f);
-    double first, second;
-    for (float largest : { std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), 1e35f })
-    {
-        screen.bounds (x.data(), x.data(), 16, largest, first, second);
-        EXPECT_TRUE (std::isinf (first) && std::isinf (second)) << largest;
-    }
-    screen.bounds (x.data(), x.data(), 16, 0.5f, first, second);
-    EXPECT_TRUE (std::isfinite (first) && first > 0.0);
+    // A sample that isn't a finite number, or one too large for float sums, anywhere among
+    // those a block reads: no bound for any of its frames.
+    constexpr int block = TruePeakScreen::blockFrames;
+    for (int at : { 0, 15, 30 })
+        for (float odd : { std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), 1e35f })
+        {
+            std::vector<float> x (48, 0.5f), y (48, -0.25f);
+            (at % 2 == 0 ? x : y)[(size_t) at] = odd;
+            double bounds[block];
+            screen.blockBounds (x.data(), y.data(), 15, bounds);
+            for (double b : bounds)
+                EXPECT_TRUE (std::isinf (b)) << at << " " << odd;
+        }
+    std::vector<float> x (48, 0.5f);
+    double bounds[block];
+    screen.blockBounds (x.data(), x.data(), 15, bounds);
+    EXPECT_TRUE (std::isfinite (bounds[0]) && bounds[0] > 0.0);
 }
