@@ -519,6 +519,11 @@ int walkFrames (Walk& w)
     int renewalAt[Loudness::maxAhead];
     float renewalSum[Loudness::maxAhead];
     int renewals = 0, nextRenewal = 0;
+    // The block sums of both processors, formed ahead side by side where a block falls due:
+    // frame blockFrame[k] forms blocks of sums blockSums[k] and blockSums[blocksAhead + k].
+    int blockFrame[Loudness::maxBlocksAhead];
+    float blockSums[2 * Loudness::maxBlocksAhead];
+    int blocksAhead = 0, nextBlock = 0;
 
     for (int i = w.startSample; i < endSample; ++i)
     {
@@ -606,8 +611,32 @@ int walkFrames (Walk& w)
         const float S = loudness.shortTermStepSummed (weighted, sum);
         w.bucketShortTerm = std::max (w.bucketShortTerm, S);
 
-        r.integratedLUFS = loudness.integratedStep (weighted);
-        r.plainIntegrated = plain.integratedStep (unweighted);
+        bool stepped = false;
+        if (loudness.blockDue() && plain.blockDue())
+        {
+            if (nextBlock >= blocksAhead || blockFrame[nextBlock] != i)
+            {
+                int at[Loudness::maxBlocksAhead];
+                const int offset = i - runStart;
+                blocksAhead = Loudness::blockSumsAhead (loudness, weightedRun.data() + offset, plain,
+                                                        unweightedRun.data() + offset, runEnd - i, at, blockSums);
+                for (int k = 0; k < blocksAhead; ++k)
+                    blockFrame[k] = i + at[k];
+                nextBlock = 0;
+            }
+            if (nextBlock < blocksAhead && blockFrame[nextBlock] == i)
+            {
+                r.integratedLUFS = loudness.integratedStepSummed (weighted, blockSums[nextBlock]);
+                r.plainIntegrated = plain.integratedStepSummed (unweighted, blockSums[blocksAhead + nextBlock]);
+                ++nextBlock;
+                stepped = true;
+            }
+        }
+        if (! stepped)
+        {
+            r.integratedLUFS = loudness.integratedStep (weighted);
+            r.plainIntegrated = plain.integratedStep (unweighted);
+        }
         w.bucketIntegrated = std::max (w.bucketIntegrated, r.integratedLUFS);
 
         if constexpr (! reference)

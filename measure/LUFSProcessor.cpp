@@ -579,68 +579,67 @@ void LUFSProcessor<N>::renewShortTermWith (float sum)
     shortTermCount = startCount;
 }
 
-template <int N>
-int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums)
+namespace
 {
-    int count = 0;
-    for (int k = 0, c = shortTermCount; k < n && count < maxAhead; ++k, ++c)
-        if (c == shortTermHop + startCount)
-        {
-            at[count++] = k;
-            c = startCount;
-        }
-    if (count == 0)
-        return 0;
-
-    // Lane j adds, index by index, what the ring holds at renewal j: the power of frame g of
-    // the run where that frame is written before the renewal (g <= at[j]), the ring's present
-    // value elsewhere. Unused lanes never take a new power.
-    // Sixteen lanes as four vectors of four, each its own chain of adds.
+// The in-order sums R rings of one length will have at `count` events ahead, side by side:
+// lane j of ring r adds, index by index, what ring r holds at event j, which is the power of
+// frame g of powers[r] where that frame is written before the event (g <= at[j]; frame g goes
+// to index write + g, round the ring) and the ring's present value elsewhere. No index may be
+// written twice (at[count - 1] < length). The rings' prefixes, which must end alike, are used
+// and renewed as a renewal that summed the first event would renew them. sums[r * count + j]
+// takes ring r's sum at event j. GPR groups of four lanes a ring, each its own chain of adds.
+template <int R, int GPR>
+void sumRingsAhead (const float* const* rings, const float* const* powers, RingPrefix* const* prefixes, int length,
+                    int write, const int* at, int count, float* sums)
+{
     using Four = float __attribute__ ((vector_size (16)));
     using FourMarks = int __attribute__ ((vector_size (16)));
-    constexpr int groups = maxAhead / 4;
-    FourMarks renewalFrame[groups];
-    for (int j = 0; j < maxAhead; ++j)
-        renewalFrame[j / 4][j % 4] = j < count ? at[j] : -1;
+    FourMarks eventFrame[static_cast<std::size_t> (GPR)];
+    for (int j = 0; j < 4 * GPR; ++j)
+        eventFrame[j / 4][j % 4] = j < count ? at[j] : -1;
 
-    const float* ring = shortTermRing.get();
-    const int length = shortTermLength;
     const int written = std::min (at[count - 1] + 1, length);
-    const int w = shortTermWrite;
-    Four sum[groups] = {};
+    const int w = write;
+    Four sum[static_cast<std::size_t> (R)][static_cast<std::size_t> (GPR)] = {};
     auto addOld = [&] (int first, int to)
     {
         for (int i = first; i < to; ++i)
-        {
-            const Four old = Four {} + ring[i];
-            for (auto& s : sum)
-                s += old;
-        }
+            for (int r = 0; r < R; ++r)
+            {
+                const Four old = Four {} + rings[r][i];
+                for (auto& s : sum[r])
+                    s += old;
+            }
     };
     // Indices first..to hold the powers of frames g, g + 1, ...
     auto addWritten = [&] (int first, int to, int g)
     {
         for (int i = first; i < to; ++i, ++g)
-        {
-            const Four fresh = Four {} + powers[g];
-            const Four old = Four {} + ring[i];
-            for (int k = 0; k < groups; ++k)
-                sum[k] += renewalFrame[k] >= g ? fresh : old;
-        }
+            for (int r = 0; r < R; ++r)
+            {
+                const Four fresh = Four {} + powers[r][g];
+                const Four old = Four {} + rings[r][i];
+                for (int k = 0; k < GPR; ++k)
+                    sum[r][k] += eventFrame[k] >= g ? fresh : old;
+            }
     };
     if (w + written <= length)
     {
         // Up to the first index written every window is the ring's present front: one sum,
         // going on from the front's sum kept from before, and kept for after.
-        int i = shortTermPrefix.end > 0 && shortTermPrefix.end <= w ? shortTermPrefix.end : 0;
-        float front = i > 0 ? shortTermPrefix.sum : 0.0f;
-        for (; i < w; ++i)
-            front += ring[i];
-        if (w > 0)
+        for (int r = 0; r < R; ++r)
         {
-            shortTermPrefix = RingPrefix { w, front };
-            for (auto& s : sum)
-                s += front;
+            RingPrefix& prefix = *prefixes[r];
+            int i = prefix.end > 0 && prefix.end <= w ? prefix.end : 0;
+            float front = i > 0 ? prefix.sum : 0.0f;
+            for (; i < w; ++i)
+                front += rings[r][i];
+            if (w > 0)
+            {
+                prefix = RingPrefix { w, front };
+                for (auto& s : sum[r])
+                    s += front;
+            }
         }
         addWritten (w, w + written, 0);
         addOld (w + written, length);
@@ -648,13 +647,61 @@ int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, flo
     else
     {
         const int wrapped = w + written - length;
-        shortTermPrefix.forget();
+        for (int r = 0; r < R; ++r)
+            prefixes[r]->forget();
         addWritten (0, wrapped, length - w);
         addOld (wrapped, w);
         addWritten (w, length, 0);
     }
-    for (int j = 0; j < count; ++j)
-        sums[j] = sum[j / 4][j % 4];
+    for (int r = 0; r < R; ++r)
+        for (int j = 0; j < count; ++j)
+            sums[r * count + j] = sum[r][j / 4][j % 4];
+}
+
+// Offsets into the next n steps of the events of a counter that moves on by one a step and
+// starts again from `start` on meeting `due`; at most `most`.
+int eventsAhead (int counter, int due, int start, int n, int most, int* at)
+{
+    int count = 0;
+    for (int k = 0, c = counter; k < n && count < most; ++k, ++c)
+        if (c == due)
+        {
+            at[count++] = k;
+            c = start;
+        }
+    return count;
+}
+} // namespace
+
+template <int N>
+int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums)
+{
+    const int count = eventsAhead (shortTermCount, shortTermHop + startCount, startCount, n, maxAhead, at);
+    if (count == 0)
+        return 0;
+    const float* ring = shortTermRing.get();
+    RingPrefix* prefix = &shortTermPrefix;
+    sumRingsAhead<1, maxAhead / 4> (&ring, &powers, &prefix, shortTermLength, shortTermWrite, at, count, sums);
+    return count;
+}
+
+template <int N>
+int LUFSProcessor<N>::blockSumsAhead (LUFSProcessor& a, const float* aPowers, LUFSProcessor& b, const float* bPowers,
+                                      int n, int* at, float* sums)
+{
+    const bool lockstep = a.blockLength == b.blockLength && a.blockWrite == b.blockWrite && a.blockCount == b.blockCount
+                          && a.blockHop == b.blockHop && a.startCount == b.startCount
+                          && a.blockPrefix.end == b.blockPrefix.end && &a != &b;
+    if (! lockstep)
+        return 0;
+    const int count = eventsAhead (a.blockCount, a.blockHop + a.startCount, a.startCount,
+                                   std::min (n, a.blockLength), maxBlocksAhead, at);
+    if (count == 0)
+        return 0;
+    const float* rings[2] = { a.blockRing.get(), b.blockRing.get() };
+    const float* powers[2] = { aPowers, bPowers };
+    RingPrefix* prefixes[2] = { &a.blockPrefix, &b.blockPrefix };
+    sumRingsAhead<2, 1> (rings, powers, prefixes, a.blockLength, a.blockWrite, at, count, sums);
     return count;
 }
 

@@ -103,6 +103,27 @@ public:
     static constexpr int maxAhead = 16;
     int sumRenewalsAhead (const float* powers, int n, int* at, float* sums);
 
+    // The block sums that integrated steps of a and b on their next n powers would form, for
+    // two processors in step with each other (the same block counter, ring position and
+    // prefix), summed ahead side by side: offsets go to `at`, a's sums to sums[0 .. count) and
+    // b's to sums[count .. 2 count). Returns how many there are: those within a ring's length
+    // of frames, at most maxBlocksAhead; none for processors out of step. Changes nothing but the
+    // kept partial sums of the rings' unchanged fronts.
+    static constexpr int maxBlocksAhead = 4;
+    static int blockSumsAhead (LUFSProcessor& a, const float* aPowers, LUFSProcessor& b, const float* bPowers, int n,
+                               int* at, float* sums);
+
+    // Whether the next integrated step forms a block.
+    bool blockDue() const { return blockCount == blockHop + startCount; }
+
+    // integratedStep for a power whose step forms a block with the ring's sum `blockSum`, or
+    // forms none (the sum is then ignored).
+    float integratedStepSummed (float power, float blockSum)
+    {
+        beginIntegratedEvent (power);
+        return finishIntegratedEvent (blockSum);
+    }
+
     // shortTermStep for a frame whose renewal, if it makes one, has the window sum `sum`.
     float shortTermStepSummed (float power, float sum)
     {

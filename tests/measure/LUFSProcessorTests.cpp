@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -277,6 +279,71 @@ TEST (LoudnessProcessor, RenewalsSummedAheadMatchTheStepsBitForBit)
         for (int k = std::uniform_int_distribution<int> (0, 3 * stepped->shortTermHop) (gen); k > 0; --k)
             ASSERT_EQ (bitsOf (ahead->shortTermStep (0.25f)), bitsOf (stepped->shortTermStep (0.25f)));
     }
+}
+
+TEST (LoudnessProcessor, BlockSumsFormedAheadForTwoProcessorsMatchTheStepsBitForBit)
+{
+    // Two processors in step (weighted and plain powers), stepped once through integratedStep
+    // and once through block sums formed ahead side by side, from random ring positions, with
+    // powers of every kind; the gating passes between must read the same blocks.
+    std::mt19937 gen (12);
+    using Processor = LUFSProcessor<3000>;
+    auto a = makeProcessor (8000.0), b = makeProcessor (8000.0), aAhead = makeProcessor (8000.0),
+         bAhead = makeProcessor (8000.0);
+    for (auto* p : { a.get(), b.get(), aAhead.get(), bAhead.get() })
+        p->resetMeasure (false, -70.0f);
+    const float odd[] { 0.0f, -0.0f, 1e-40f, 3e38f, std::numeric_limits<float>::infinity(),
+                        std::numeric_limits<float>::quiet_NaN() };
+    auto power = [&] (int round)
+    {
+        return std::uniform_int_distribution<int> (0, 999) (gen) == 0 && round % 4 == 3
+                   ? odd[std::uniform_int_distribution<int> (0, 5) (gen)]
+                   : std::uniform_real_distribution<float> (0.0f, 1.0f) (gen);
+    };
+    int formed = 0;
+    for (int round = 0; round < 80; ++round)
+    {
+        const int n = std::uniform_int_distribution<int> (1, 2 * a->blockLength) (gen);
+        std::vector<float> x ((size_t) n), y ((size_t) n);
+        for (int k = 0; k < n; ++k)
+            x[(size_t) k] = power (round), y[(size_t) k] = power (round);
+        int at[Processor::maxBlocksAhead];
+        float sums[2 * Processor::maxBlocksAhead];
+        const int count = Processor::blockSumsAhead (*aAhead, x.data(), *bAhead, y.data(), n, at, sums);
+        ASSERT_LE (count, Processor::maxBlocksAhead);
+        int next = 0;
+        for (int k = 0; k < n; ++k)
+        {
+            const bool due = aAhead->blockDue();
+            float got, gotPlain;
+            if (next < count && at[next] == k)
+            {
+                ASSERT_TRUE (due) << round << " " << k;
+                got = aAhead->integratedStepSummed (x[(size_t) k], sums[next]);
+                gotPlain = bAhead->integratedStepSummed (y[(size_t) k], sums[count + next]);
+                ++next, ++formed;
+            }
+            else
+            {
+                // Past the sums formed ahead (beyond a ring's length) blocks form one by one.
+                ASSERT_TRUE (! due || next == count) << round << " " << k;
+                got = aAhead->integratedStep (x[(size_t) k]);
+                gotPlain = bAhead->integratedStep (y[(size_t) k]);
+            }
+            ASSERT_EQ (bitsOf (got), bitsOf (a->integratedStep (x[(size_t) k]))) << round << " " << k;
+            ASSERT_EQ (bitsOf (gotPlain), bitsOf (b->integratedStep (y[(size_t) k]))) << round << " " << k;
+        }
+        ASSERT_EQ (next, count);
+    }
+    EXPECT_GT (formed, 100);
+    EXPECT_EQ (0, std::memcmp (a->blockPowers, aAhead->blockPowers, sizeof (float) * (size_t) a->blockPowersFilled));
+
+    // Processors out of step get no sums.
+    aAhead->integratedStep (0.5f);
+    int at[Processor::maxBlocksAhead];
+    float sums[2 * Processor::maxBlocksAhead];
+    const float one = 1.0f;
+    EXPECT_EQ (Processor::blockSumsAhead (*aAhead, &one, *bAhead, &one, 1, at, sums), 0);
 }
 
 TEST (LoudnessProcessor, IntegratedWaitsForItsFirstSecondAndHoldsTheResetLevel)
