@@ -53,6 +53,21 @@ float* withLargePages (float* samples, size_t count)
     return samples;
 }
 
+// Makes the pages under [samples, samples + count) resident and writable where the system
+// can be asked to; only a hint.
+void populate (float* samples, size_t count)
+{
+#if defined(MADV_POPULATE_WRITE)
+    constexpr uintptr_t page = 4096;
+    const auto begin = reinterpret_cast<uintptr_t> (samples) & ~(page - 1);
+    const auto end = reinterpret_cast<uintptr_t> (samples + count);
+    madvise (reinterpret_cast<void*> (begin), end - begin, MADV_POPULATE_WRITE);
+#else
+    (void) samples;
+    (void) count;
+#endif
+}
+
 // Frames decoded into memory so far, handed from the decoder to the walk that follows it.
 class FrameSupply
 {
@@ -851,6 +866,31 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     float* left = leftChannel.get();
     float* right = rightChannel.get();
 
+    // The arrays' pages are made on a thread of their own, a little ahead of the decoder that
+    // fills them: the kernel clears each new page, which costs as much as decoding into it.
+    std::atomic<bool> prefaultStop { false };
+    std::thread prefault ([&prefaultStop, left, right, frames]
+                          {
+                              constexpr size_t step = (2u << 20) / sizeof (float);
+                              for (size_t at = 0; at < frames && ! prefaultStop.load (std::memory_order_relaxed); at += step)
+                                  for (float* samples : { left, right })
+                                      if (samples != nullptr)
+                                          populate (samples + at, std::min (step, frames - at));
+                          });
+    // Joined once the first pass is over, or on the way out of an exception.
+    struct JoinPrefault
+    {
+        std::atomic<bool>& stop;
+        std::thread& thread;
+        void join()
+        {
+            stop = true;
+            if (thread.joinable())
+                thread.join();
+        }
+        ~JoinPrefault() { join(); }
+    } joinPrefault { prefaultStop, prefault };
+
     blockBuffer->clear();
     m.bulkReading = true;
     readerSource->setNextReadPosition (0);
@@ -900,6 +940,7 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
         progress = ((float) samplesRead / (float) numSamples) / 10.0f;
     }
     supply.close();
+    joinPrefault.join();
 
     // Second pass: the blocks within 1.5 dB of the loudest are taken again for the bands,
     // from memory: every reader gives at a position just what it gave there in order.
