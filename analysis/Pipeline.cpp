@@ -920,6 +920,15 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
     const float* channel1 = blockBuffer->getReadPointer (1);
 
     // First pass: the whole file into memory, with an unfiltered level for every block.
+    int meterSizes[MultiFrequencyAnalysis::meterAhead];
+    int metered = 0, meteredFrames = 0;
+    auto meterPending = [&]
+    {
+        m.multiFrequency.meterBlocks (left + meteredFrames, stereo ? right + meteredFrames : nullptr, meterSizes, metered);
+        for (int k = 0; k < metered; ++k)
+            meteredFrames += meterSizes[k];
+        metered = 0;
+    };
     while (readerSource->getNextReadPosition() <= (juce::int64) numSamples)
     {
         if (m.stopAll || abortRequested)
@@ -936,11 +945,15 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
         samplesRead += n;
         supply.publish (samplesRead);
 
-        m.multiFrequency.meterBlock (channel0, stereo ? channel1 : nullptr, n);
+        // The block levels are taken a few blocks at a time, from the arrays.
+        meterSizes[metered++] = n;
+        if (metered == MultiFrequencyAnalysis::meterAhead)
+            meterPending();
         progress = ((float) samplesRead / (float) numSamples) / 10.0f;
     }
     supply.close();
     joinPrefault.join();
+    meterPending();
 
     // Second pass: the blocks within 1.5 dB of the loudest are taken again for the bands,
     // from memory: every reader gives at a position just what it gave there in order.

@@ -686,6 +686,22 @@ int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, flo
 }
 
 template <int N>
+void LUFSProcessor<N>::shortTermSumsAt (const float* powers, const int* at, int count, float* sums)
+{
+    if (count <= 0)
+        return;
+    const float* ring = shortTermRing.get();
+    RingPrefix* prefix = &shortTermPrefix;
+    if (count <= 4)
+        sumRingsAhead<1, 1> (&ring, &powers, &prefix, shortTermLength, shortTermWrite, at, count, sums);
+    else if (count <= 8)
+        sumRingsAhead<1, 2> (&ring, &powers, &prefix, shortTermLength, shortTermWrite, at, count, sums);
+    else
+        sumRingsAhead<1, maxAhead / 4> (&ring, &powers, &prefix, shortTermLength, shortTermWrite, at,
+                                        std::min (count, maxAhead), sums);
+}
+
+template <int N>
 int LUFSProcessor<N>::blockSumsAhead (LUFSProcessor& a, const float* aPowers, LUFSProcessor& b, const float* bPowers,
                                       int n, int* at, float* sums)
 {

@@ -164,43 +164,34 @@ public:
     template <typename PowerOf>
     float shortTermRun (int n, PowerOf&& powerOf)
     {
+        return shortTermRunWith (n, powerOf, [this] { renewShortTerm (nullptr); });
+    }
+
+    // shortTermRun for powers whose last renewal, if they make one, has the window sum `sum`
+    // (from shortTermSumsAt).
+    template <typename PowerOf>
+    float shortTermRunSummed (int n, PowerOf&& powerOf, float sum)
+    {
+        return shortTermRunWith (n, powerOf, [this, sum] { renewShortTermWith (sum); });
+    }
+
+    // The offset of the last renewal among the next n short-term steps of a window whose
+    // counter stands at `counter`, or -1 when they make none; the counter moves on past them.
+    int lastRenewal (int n, int& counter) const
+    {
         int last = -1;
-        for (int k = 0, count = shortTermCount; k < n; ++k, ++count)
-            if (count == shortTermHop + startCount)
+        for (int k = 0; k < n; ++k, ++counter)
+            if (counter == shortTermHop + startCount)
             {
                 last = k;
-                count = startCount;
+                counter = startCount;
             }
-        auto write = [&] (int from, int to)
-        {
-            float* ring = shortTermRing.get();
-            for (int k = from; k < to; ++k)
-            {
-                shortTermPrefix.touch (shortTermWrite);
-                ring[shortTermWrite] = powerOf (k);
-                if (++shortTermWrite == shortTermLength)
-                    shortTermWrite = 0;
-            }
-        };
-        if (last >= 0)
-        {
-            write (0, last);
-            shortTermPrefix.touch (shortTermWrite);
-            shortTermRing.get()[shortTermWrite] = powerOf (last);
-            renewShortTerm (nullptr);
-            if (++shortTermWrite == shortTermLength)
-                shortTermWrite = 0;
-            shortTermCount = startCount + 1;
-            write (last + 1, n);
-            shortTermCount += n - last - 1;
-        }
-        else
-        {
-            write (0, n);
-            shortTermCount += n;
-        }
-        return shortTermValue;
+        return last;
     }
+
+    // The window sums of renewals on frames at[0] < at[1] < ... of powers, all under the
+    // window's length, as sumRenewalsAhead takes them (at most maxAhead).
+    void shortTermSumsAt (const float* powers, const int* at, int count, float* sums);
 
     float integratedStep (float power) override
     {
@@ -333,6 +324,42 @@ public:
     RingPrefix shortTermPrefix, blockPrefix;
 
 private:
+    template <typename PowerOf, typename Renew>
+    float shortTermRunWith (int n, PowerOf& powerOf, Renew&& renew)
+    {
+        int counter = shortTermCount;
+        const int last = lastRenewal (n, counter);
+        auto write = [&] (int from, int to)
+        {
+            float* ring = shortTermRing.get();
+            for (int k = from; k < to; ++k)
+            {
+                shortTermPrefix.touch (shortTermWrite);
+                ring[shortTermWrite] = powerOf (k);
+                if (++shortTermWrite == shortTermLength)
+                    shortTermWrite = 0;
+            }
+        };
+        if (last >= 0)
+        {
+            write (0, last);
+            shortTermPrefix.touch (shortTermWrite);
+            shortTermRing.get()[shortTermWrite] = powerOf (last);
+            renew();
+            if (++shortTermWrite == shortTermLength)
+                shortTermWrite = 0;
+            shortTermCount = startCount + 1;
+            write (last + 1, n);
+            shortTermCount += n - last - 1;
+        }
+        else
+        {
+            write (0, n);
+            shortTermCount += n;
+        }
+        return shortTermValue;
+    }
+
     // Steps before a counter that moves on by one a step reaches `due`; a counter already past
     // it never meets it again.
     static int stepsUntil (int due, int counter) { return due >= counter ? due - counter : 0x7fffffff; }

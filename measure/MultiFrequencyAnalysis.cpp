@@ -442,6 +442,57 @@ void MultiFrequencyAnalysis::meterBlock (const float* left, const float* right, 
     blockLevels.push_back (level);
 }
 
+void MultiFrequencyAnalysis::meterBlocks (const float* left, const float* right, const int* sizes, int count)
+{
+    auto* meter = stereoTyped[0];
+    for (int k = 0; k < count;)
+    {
+        // Blocks taken together: none empty, and all within one window's length, so that no
+        // place of the window is written twice among them.
+        int end = k, total = 0;
+        while (meter != nullptr && end < count && end - k < meterAhead && sizes[end] > 0
+               && total + sizes[end] <= meter->shortTermLength)
+            total += sizes[end++];
+        if (end == k)
+        {
+            meterBlock (left, right, sizes[k]);
+            const int n = std::max (sizes[k], 0);
+            left += n;
+            right = right != nullptr ? right + n : nullptr;
+            ++k;
+            continue;
+        }
+
+        meterPowers.resize ((size_t) total);
+        for (int i = 0; i < total; ++i)
+            meterPowers[(size_t) i] = right != nullptr ? meter->plainPower (left[i], right[i]) : left[i] * left[i];
+
+        // Only the last renewal of each block is read (meterBlock's runs skip the others).
+        int counter = meter->shortTermCount;
+        int at[meterAhead], lastOf[meterAhead];
+        int renewals = 0;
+        for (int b = k, start = 0; b < end; start += sizes[b++])
+        {
+            lastOf[b - k] = meter->lastRenewal (sizes[b], counter);
+            if (lastOf[b - k] >= 0)
+                at[renewals++] = start + lastOf[b - k];
+        }
+        float sums[meterAhead];
+        meter->shortTermSumsAt (meterPowers.data(), at, renewals, sums);
+
+        for (int b = k, start = 0, next = 0; b < end; start += sizes[b++])
+        {
+            const float* p = meterPowers.data() + start;
+            auto powerOf = [p] (int i) { return p[i]; };
+            blockLevels.push_back (lastOf[b - k] >= 0 ? meter->shortTermRunSummed (sizes[b], powerOf, sums[next++])
+                                                      : meter->shortTermRun (sizes[b], powerOf));
+        }
+        left += total;
+        right = right != nullptr ? right + total : nullptr;
+        k = end;
+    }
+}
+
 void MultiFrequencyAnalysis::analyseBlock (const float* left, const float* right, int n)
 {
     analyseBlockBands (left, right, n, 0, numBands);

@@ -82,6 +82,12 @@ public:
     // (-70 when n is 0).
     void meterBlock (const float* left, const float* right, int n);
 
+    // meterBlock for count blocks in a row, block k holding sizes[k] frames from where block
+    // k - 1 ended. The levels are meterBlock's to the last bit, but the window sums of up to
+    // meterAhead blocks are taken side by side, in one pass over the window.
+    static constexpr int meterAhead = 8;
+    void meterBlocks (const float* left, const float* right, const int* sizes, int count);
+
     // Second pass: filters one block in every band and renews the three band lists
     // (-70 in all three for an empty block). right may be null for mono.
     void analyseBlock (const float* left, const float* right, int n);
@@ -118,6 +124,8 @@ private:
     std::array<LUFSProcessor<3000>*, numBands> sideTyped {};
     // Every band's filtered block, left and right, side by side.
     std::vector<float> bandScratch;
+    // The unfiltered powers of the blocks meterBlocks takes together.
+    std::vector<float> meterPowers;
 };
 
 // The read blocks that take part in the band measures: M is the first largest entry, and

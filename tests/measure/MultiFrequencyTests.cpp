@@ -459,6 +459,55 @@ TEST (BlockMeter, ARunLeavesWhatFrameByFrameStepsLeaveBitForBit)
         }
 }
 
+TEST (BlockMeter, BlocksTakenTogetherLeaveTheLevelsOfBlocksTakenOneByOne)
+{
+    // Batches of every size, blocks from empty to longer than the window, both layouts.
+    std::mt19937 gen (17);
+    for (int channels : { 2, 1 })
+    {
+        SCOPED_TRACE (testing::Message() << channels << " channels");
+        auto signal = noise (44100.0, 40.0, 0.6f, 21 + channels, channels);
+        for (int i = 0; i < signal.numFrames(); ++i)
+            for (auto& c : signal.channels)
+                c[(size_t) i] *= (float) (0.01 + (i % 300000) / 300000.0);
+        MultiFrequencyAnalysis together, alone;
+        together.prepareBands (44100.0);
+        alone.prepareBands (44100.0);
+        const int frames = signal.numFrames();
+        int pos = 0;
+        while (pos < frames)
+        {
+            std::vector<int> sizes;
+            int batchFrames = 0;
+            for (int k = std::uniform_int_distribution<int> (1, 12) (gen); k > 0 && pos + batchFrames < frames; --k)
+            {
+                const int pick = std::uniform_int_distribution<int> (0, 9) (gen);
+                int n = pick == 0 ? 0 : pick == 1 ? std::uniform_int_distribution<int> (1, 50) (gen)
+                                      : pick == 2 ? 140000 : 16384;
+                n = std::min (n, frames - pos - batchFrames);
+                sizes.push_back (n);
+                batchFrames += n;
+            }
+            const float* left = signal.channels[0].data() + pos;
+            const float* right = channels == 2 ? signal.channels[1].data() + pos : nullptr;
+            together.meterBlocks (left, right, sizes.data(), (int) sizes.size());
+            for (int n : sizes)
+            {
+                alone.meterBlock (left, right, n);
+                left += n;
+                right = right != nullptr ? right + n : nullptr;
+            }
+            pos += batchFrames;
+            ASSERT_EQ (together.blockLevels.size(), alone.blockLevels.size());
+            for (size_t j = 0; j < alone.blockLevels.size(); ++j)
+                ASSERT_EQ (std::bit_cast<std::uint32_t> (together.blockLevels[j]), std::bit_cast<std::uint32_t> (alone.blockLevels[j]))
+                    << "block " << j;
+        }
+        EXPECT_GT (together.blockLevels.size(), 40u);
+        EXPECT_GT (together.blockLevels.back(), -40.0f);
+    }
+}
+
 TEST (BlockChoice, TakesBlocksLessThanOneAndAHalfDecibelsUnderTheLoudest)
 {
     const float inf = std::numeric_limits<float>::infinity();
