@@ -22,6 +22,7 @@
 #include <vector>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace
 {
@@ -58,7 +59,7 @@ float* withLargePages (float* samples, size_t count)
 void populate (float* samples, size_t count)
 {
 #if defined(MADV_POPULATE_WRITE)
-    constexpr uintptr_t page = 4096;
+    static const auto page = (uintptr_t) std::max (4096L, sysconf (_SC_PAGESIZE));
     const auto begin = reinterpret_cast<uintptr_t> (samples) & ~(page - 1);
     const auto end = reinterpret_cast<uintptr_t> (samples + count);
     madvise (reinterpret_cast<void*> (begin), end - begin, MADV_POPULATE_WRITE);
@@ -528,7 +529,9 @@ int walkFrames (Walk& w)
     // The powers are made a run of frames ahead of the measures that take them, so that the
     // short-term renewals among them can be summed side by side before the run is stepped.
     using Loudness = std::remove_reference_t<decltype (loudness)>;
-    const int runLength = std::max (1, Loudness::maxAhead * loudness.shortTermHop);
+    // No place of the 3 s window may be written twice within a run (only at absurdly low rates
+    // would 16 hops exceed it).
+    const int runLength = std::max (1, std::min (Loudness::maxAhead * loudness.shortTermHop, loudness.shortTermLength));
     std::vector<float> weightedRun ((size_t) runLength), unweightedRun ((size_t) runLength);
     int runStart = w.startSample, runEnd = w.startSample;
     int renewalAt[Loudness::maxAhead];
@@ -965,9 +968,9 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
             if (level > loudest)
                 loudest = level;
 
-        // The upper bands run on a thread of their own, a block behind this loop at most: it
-        // takes block j once this loop has passed its stop check for j, so both halves end
-        // after the same blocks.
+        // The upper bands run on a thread of their own, never ahead of this loop: it takes
+        // block j once this loop has passed its stop check for j, so both halves end after the
+        // same blocks.
         constexpr int split = MultiFrequencyAnalysis::numBands / 2;
         auto& bands = m.multiFrequency;
         auto analyse = [&] (int j, int firstBand, int lastBand)

@@ -84,7 +84,11 @@ __attribute__ ((target ("avx512f"))) void blockLargestPhases (const float* coeff
                 acc[p] = _mm512_fmadd_ps (xk, _mm512_set1_ps (coefficients[phases * k + p]), acc[p]);
         }
         for (int p = 0; p < phases; ++p)
+        {
+            // A sum that is not a number would be passed over by the maximum: no bound then.
+            fine &= _mm512_cmp_ps_mask (acc[p], acc[p], _CMP_ORD_Q);
             result = _mm512_maskz_max_ps (all, result, magnitudes (acc[p]));
+        }
         sampleMagnitudes = _mm512_maskz_max_ps (all, sampleMagnitudes, seen);
     }
     _mm512_storeu_ps (largest, result);
@@ -100,7 +104,8 @@ bool TruePeakScreen::prepare (const TruePeakProcessorBase& left, const TruePeakP
 #if defined(ORVANE_TRUEPEAK_SCREEN)
     const double* bank = left.tapMajorCoefficients();
     const double* other = right.tapMajorCoefficients();
-    if (! cpu::hasAvx512f() || bank == nullptr || other == nullptr || left.tapCount() != taps
+    // One processor taking both channels holds them interleaved: its windows are not the arrays'.
+    if (! cpu::hasAvx512f() || &left == &right || bank == nullptr || other == nullptr || left.tapCount() != taps
         || right.tapCount() != taps || std::memcmp (bank, other, sizeof (double) * phases * taps) != 0)
         return false;
 
@@ -112,7 +117,8 @@ bool TruePeakScreen::prepare (const TruePeakProcessorBase& left, const TruePeakP
             gain += std::abs (bank[k * phases + p]);
         largestGain = std::max (largestGain, gain);
     }
-    if (! std::isfinite (largestGain))
+    // The float sums of samples up to largestScreened must stay far from overflow.
+    if (! (largestGain * (double) largestScreened * phases < 0x1p110))
         return false;
     for (int n = 0; n < phases * taps; ++n)
         coefficients[n] = (float) bank[n];

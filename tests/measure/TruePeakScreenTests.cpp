@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#if defined(__SSE__)
+ #include <xmmintrin.h>
+#endif
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -67,10 +71,36 @@ struct Exact
 };
 } // namespace
 
+// Denormals flushed to zero and read as zero, as a thread that asked for it runs (x86 only).
+struct FlushDenormals
+{
+    explicit FlushDenormals (bool on)
+    {
+#if defined(__SSE__)
+        if (on)
+            _mm_setcsr (saved | 0x8040);
+#else
+        (void) on;
+#endif
+    }
+    ~FlushDenormals()
+    {
+#if defined(__SSE__)
+        _mm_setcsr (saved);
+#endif
+    }
+#if defined(__SSE__)
+    unsigned saved = _mm_getcsr();
+#endif
+};
+
 TEST (TruePeakScreen, NeverUnderTheExactEstimateAndCloseAboveItOnLoudMaterial)
 {
+    for (bool flush : { false, true })
     for (const double* prototype : { truepeak::prototypeA, truepeak::prototypeB })
     {
+        SCOPED_TRACE (flush ? "denormals flushed" : "denormals kept");
+        FlushDenormals mode (flush);
         TruePeakProcessor<16, 16> a, b;
         a.loadPrototype (prototype);
         b.loadPrototype (prototype);
@@ -124,6 +154,8 @@ TEST (TruePeakScreen, GivesNoBoundForUnfitSamplesOrProcessors)
     d.loadPrototype (truepeak::prototypeC);
     EXPECT_FALSE (screen.prepare (c, d));
     EXPECT_FALSE (screen.ready());
+    // One processor for both channels holds them interleaved: its windows are not the arrays'.
+    EXPECT_FALSE (screen.prepare (a, a));
 
     b.loadPrototype (truepeak::prototypeA);
     if (! screen.prepare (a, b))
