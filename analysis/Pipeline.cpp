@@ -192,7 +192,6 @@ public:
         if (right != nullptr)
         {
             screen.prepare (*m.leftTruePeak, *m.rightTruePeak);
-            // The usual processors are skipped through direct calls the compiler can inline.
             auto* l = dynamic_cast<Plain*> (m.leftTruePeak);
             auto* r = dynamic_cast<Plain*> (m.rightTruePeak);
             if (l != nullptr && r != nullptr && l != r)
@@ -246,6 +245,20 @@ private:
         // first needs them.
         double screened[TruePeakScreen::blockFrames];
         int screenedFrom = startSample - 2 * TruePeakScreen::blockFrames;
+        // The usual processors are skipped through direct calls the compiler can inline.
+        auto skipFrame = [&] (float l, float r)
+        {
+            if (plainPair[0] != nullptr)
+            {
+                plainPair[0]->Plain::skip (l);
+                plainPair[1]->Plain::skip (r);
+            }
+            else
+            {
+                leftTruePeak.skip (l);
+                rightTruePeak.skip (r);
+            }
+        };
         auto boundsOfPair = [&] (int i, int supplied) -> const double*
         {
             constexpr int block = TruePeakScreen::blockFrames;
@@ -292,19 +305,10 @@ private:
                 float t0 = 0.0f, t1 = 0.0f;
                 if (right != nullptr)
                 {
-                    if (quiet && plainPair[0] != nullptr)
+                    if (quiet)
                     {
-                        plainPair[0]->Plain::skip (L0);
-                        plainPair[1]->Plain::skip (R0);
-                        plainPair[0]->Plain::skip (L1);
-                        plainPair[1]->Plain::skip (R1);
-                    }
-                    else if (quiet)
-                    {
-                        leftTruePeak.skip (L0);
-                        rightTruePeak.skip (R0);
-                        leftTruePeak.skip (L1);
-                        rightTruePeak.skip (R1);
+                        skipFrame (L0, R0);
+                        skipFrame (L1, R1);
                     }
                     else
                     {
@@ -871,28 +875,15 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
 
     // The arrays' pages are made on a thread of their own, a little ahead of the decoder that
     // fills them: the kernel clears each new page, which costs as much as decoding into it.
-    std::atomic<bool> prefaultStop { false };
-    std::thread prefault ([&prefaultStop, left, right, frames]
-                          {
-                              constexpr size_t step = (2u << 20) / sizeof (float);
-                              for (size_t at = 0; at < frames && ! prefaultStop.load (std::memory_order_relaxed); at += step)
-                                  for (float* samples : { left, right })
-                                      if (samples != nullptr)
-                                          populate (samples + at, std::min (step, frames - at));
-                          });
-    // Joined once the first pass is over, or on the way out of an exception.
-    struct JoinPrefault
-    {
-        std::atomic<bool>& stop;
-        std::thread& thread;
-        void join()
-        {
-            stop = true;
-            if (thread.joinable())
-                thread.join();
-        }
-        ~JoinPrefault() { join(); }
-    } joinPrefault { prefaultStop, prefault };
+    // Stopped and joined once the first pass is over (or on the way out of an exception).
+    std::jthread prefault ([left, right, frames] (std::stop_token stop)
+                           {
+                               constexpr size_t step = (2u << 20) / sizeof (float);
+                               for (size_t at = 0; at < frames && ! stop.stop_requested(); at += step)
+                                   for (float* samples : { left, right })
+                                       if (samples != nullptr)
+                                           populate (samples + at, std::min (step, frames - at));
+                           });
 
     blockBuffer->clear();
     m.bulkReading = true;
@@ -955,7 +946,8 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
         progress = ((float) samplesRead / (float) numSamples) / 10.0f;
     }
     supply.close();
-    joinPrefault.join();
+    prefault.request_stop();
+    prefault.join();
     meterPending();
 
     // Second pass: the blocks within 1.5 dB of the loudest are taken again for the bands,
@@ -983,15 +975,14 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
         // Blocks cleared so far; once the loop has ended, `last` holds how many it cleared
         // and `cleared` is raised past every block so that a waiting thread wakes.
         std::atomic<int> cleared { 0 }, last { 0 };
-        std::atomic<bool> ended { false };
         std::thread upper ([&]
                            {
                                for (int j = 0; j < count; ++j)
                                {
-                                   for (int now = cleared.load (std::memory_order_acquire); now <= j;
-                                        now = cleared.load (std::memory_order_acquire))
+                                   int now = cleared.load (std::memory_order_acquire);
+                                   for (; now <= j; now = cleared.load (std::memory_order_acquire))
                                        cleared.wait (now, std::memory_order_acquire);
-                                   if (ended.load (std::memory_order_acquire) && j >= last.load())
+                                   if (now > count && j >= last.load())
                                        return;
                                    if (loudest - levels[(size_t) j] < bandGate)
                                        analyse (j, split, MultiFrequencyAnalysis::numBands);
@@ -1003,19 +994,17 @@ void Track::loadAndAnalyse (juce::AudioBuffer<float>* blockBuffer)
         {
             std::atomic<int>& cleared;
             std::atomic<int>& last;
-            std::atomic<bool>& ended;
             std::thread& upper;
             const int& j;
             int count;
             ~EndUpper()
             {
                 last.store (j);
-                ended.store (true, std::memory_order_release);
                 cleared.store (count + 1, std::memory_order_release);
                 cleared.notify_one();
                 upper.join();
             }
-        } endUpper { cleared, last, ended, upper, j, count };
+        } endUpper { cleared, last, upper, j, count };
         for (; j < count; ++j)
         {
             if (m.stopAll || abortRequested)

@@ -677,11 +677,7 @@ template <int N>
 int LUFSProcessor<N>::sumRenewalsAhead (const float* powers, int n, int* at, float* sums)
 {
     const int count = eventsAhead (shortTermCount, shortTermHop + startCount, startCount, n, maxAhead, at);
-    if (count == 0)
-        return 0;
-    const float* ring = shortTermRing.get();
-    RingPrefix* prefix = &shortTermPrefix;
-    sumRingsAhead<1, maxAhead / 4> (&ring, &powers, &prefix, shortTermLength, shortTermWrite, at, count, sums);
+    shortTermSumsAt (powers, at, count, sums);
     return count;
 }
 
